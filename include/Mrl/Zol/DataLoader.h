@@ -1,0 +1,49 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace MrlHbf {
+class HbFile;
+}
+
+namespace MrlZol {
+
+enum ElementTag : uint32_t {
+    NoElementTag = 0,
+    FloatElementTag = 1,
+    UnsignedElementTag = 5,
+};
+
+// The deferred read of one array: where its payload lies and how its bytes are laid out.
+// Nothing is read until LoadTo; the values go into the caller's vector.
+class DataLoader {
+public:
+    DataLoader(MrlHbf::HbFile& file, std::string blockName, uint64_t position, uint64_t byteSize,
+               uint8_t components, bool isPlanar, uint32_t elementTag);
+
+    void LoadTo(std::vector<float>& target) const;
+    void LoadTo(std::vector<uint32_t>& target) const;
+
+    MrlHbf::HbFile& file;
+    std::string blockName;
+    uint64_t position;
+    uint64_t byteSize;
+    uint8_t components;
+    uint8_t isPlanar;
+    uint32_t elementTag;
+
+private:
+    template <class T>
+    void LoadInto(std::vector<T>& target, uint32_t acceptedTag) const;
+};
+
+// Undoes the byte planes of n 32-bit elements: byte p of element j is source[p * n + j].
+// Element j goes to destination[j * stride].
+void UndoBytePlanes(const uint8_t* source, size_t n, uint32_t* destination, size_t stride);
+
+// Turns a stored payload of n elements into the elements in their final order.
+void DecodePayload(const uint8_t* payload, size_t n, uint8_t components, bool isPlanar,
+                   uint32_t* destination);
+
+}  // namespace MrlZol

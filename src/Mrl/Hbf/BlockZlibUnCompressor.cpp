@@ -1,0 +1,91 @@
+#include "Mrl/Hbf/BlockZlibUnCompressor.h"
+
+#include <zlib.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <memory>
+
+#include "Mrl/Hbf/Block.h"
+#include "Mrl/Util/ErrorStream.h"
+#include "Mrl/Util/Exception.h"
+
+#ifdef MRL_HAVE_LIBDEFLATE
+#include <libdeflate.h>
+#endif
+
+namespace MrlHbf {
+
+using Mrl::Util::Kind;
+
+namespace {
+
+constexpr const char* kSource = "Mrl/Hbf/BlockZlibUnCompressor";
+constexpr const char* kMethod = "MrlHbf::BlockZlibUnCompressor::operator ()";
+
+struct FreeDeleter {
+    void operator()(uint8_t* p) const { std::free(p); }
+};
+using MallocBuffer = std::unique_ptr<uint8_t, FreeDeleter>;
+
+// Returns zlib's result code and the bytes produced. A fast inflater serves the common case;
+// whenever it reports anything but success, zlib itself runs on the same input so that the
+// code and every other effect are zlib's.
+int Inflate(uint8_t* out, uint64_t outLimit, const uint8_t* in, uint64_t inSize,
+            uint64_t& produced) {
+#ifdef MRL_HAVE_LIBDEFLATE
+    static libdeflate_decompressor* fast = libdeflate_alloc_decompressor();
+    if (fast != nullptr) {
+        size_t used = 0;
+        size_t made = 0;
+        if (libdeflate_zlib_decompress_ex(fast, in, inSize, out, outLimit, &used, &made) ==
+            LIBDEFLATE_SUCCESS) {
+            produced = made;
+            return Z_OK;
+        }
+    }
+#endif
+    uLongf length = static_cast<uLongf>(outLimit);
+    int result = uncompress(out, &length, in, static_cast<uLong>(inSize));
+    produced = length;
+    return result;
+}
+
+}  // namespace
+
+void BlockZlibUnCompressor::operator()(Block& block) {
+    uint32_t storedSize = 0;
+    MallocBuffer stored(block.TakeBuffer(storedSize));
+    if (storedSize < 4) {
+        MRL_THROW(Kind::OutOfBounds, "Not enough bytes in the block", kSource, kMethod);
+    }
+    uint32_t claimed = 0;
+    std::memcpy(&claimed, stored.get(), 4);
+
+    uint64_t limit = claimed;
+    if (limit > OutputBound(storedSize)) limit = OutputBound(storedSize);
+    uint64_t room = limit > Block::kGrowthFloor ? limit : Block::kGrowthFloor;
+    MallocBuffer out(static_cast<uint8_t*>(std::malloc(room)));
+    if (!out) MRL_THROW(Kind::MemoryAllocationError, nullptr, kSource, kMethod);
+
+    uint64_t produced = 0;
+    int result = Inflate(out.get(), limit, stored.get() + 4, storedSize - 4, produced);
+    stored.reset();
+    if (result != Z_OK) {
+        Mrl::Util::ErrorStream() << "Error " << result << " while uncompressing block " << '\n';
+        throw std::exception();
+    }
+    // Give back what the bound set aside beyond the contents and the growth floor.
+    uint64_t keep = produced > Block::kGrowthFloor ? produced : Block::kGrowthFloor;
+    if (keep < room) {
+        if (void* shrunk = std::realloc(out.get(), keep)) {
+            out.release();
+            out.reset(static_cast<uint8_t*>(shrunk));
+            room = keep;
+        }
+    }
+    block.Adopt(out.release(), room, static_cast<uint32_t>(produced));
+}
+
+}  // namespace MrlHbf

@@ -1,0 +1,132 @@
+#include "Mrl/Zol/DataLoader.h"
+
+#include <bit>
+#include <cstring>
+
+#include "Mrl/Hbf/HbFile.h"
+#include "Mrl/Util/Exception.h"
+
+#if defined(__SSE2__) && defined(MRL_FAST_PATHS)
+#include <emmintrin.h>
+#endif
+
+static_assert(std::endian::native == std::endian::little, "stored values are little-endian");
+
+namespace MrlZol {
+
+DataLoader::DataLoader(MrlHbf::HbFile& file, std::string blockName, uint64_t position,
+                       uint64_t byteSize, uint8_t components, bool isPlanar, uint32_t elementTag)
+    : file(file),
+      blockName(std::move(blockName)),
+      position(position),
+      byteSize(byteSize),
+      components(components),
+      isPlanar(isPlanar ? 1 : 0),
+      elementTag(elementTag) {}
+
+namespace {
+
+// Float targets are written through this type: it may alias any storage.
+typedef uint32_t __attribute__((may_alias)) AliasWord;
+
+// Contiguous destination: 16 elements per step with byte and word interleaves.
+void UndoBytePlanesContiguous(const uint8_t* source, size_t n, AliasWord* destination) {
+    const uint8_t* p0 = source;
+    const uint8_t* p1 = source + n;
+    const uint8_t* p2 = source + 2 * n;
+    const uint8_t* p3 = source + 3 * n;
+    size_t j = 0;
+#if defined(__SSE2__) && defined(MRL_FAST_PATHS)
+    for (; j + 16 <= n; j += 16) {
+        __m128i b0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p0 + j));
+        __m128i b1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p1 + j));
+        __m128i b2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p2 + j));
+        __m128i b3 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p3 + j));
+        __m128i low01 = _mm_unpacklo_epi8(b0, b1);
+        __m128i high01 = _mm_unpackhi_epi8(b0, b1);
+        __m128i low23 = _mm_unpacklo_epi8(b2, b3);
+        __m128i high23 = _mm_unpackhi_epi8(b2, b3);
+        __m128i* out = reinterpret_cast<__m128i*>(destination + j);
+        _mm_storeu_si128(out + 0, _mm_unpacklo_epi16(low01, low23));
+        _mm_storeu_si128(out + 1, _mm_unpackhi_epi16(low01, low23));
+        _mm_storeu_si128(out + 2, _mm_unpacklo_epi16(high01, high23));
+        _mm_storeu_si128(out + 3, _mm_unpackhi_epi16(high01, high23));
+    }
+#endif
+    for (; j < n; ++j) {
+        destination[j] =
+            uint32_t{p0[j]} | uint32_t{p1[j]} << 8 | uint32_t{p2[j]} << 16 | uint32_t{p3[j]} << 24;
+    }
+}
+
+}  // namespace
+
+void UndoBytePlanes(const uint8_t* source, size_t n, uint32_t* words, size_t stride) {
+    AliasWord* destination = words;
+    if (stride == 1) {
+        UndoBytePlanesContiguous(source, n, destination);
+        return;
+    }
+    // Strided: decode a chunk at a time on the stack, then spread it out.
+    constexpr size_t kChunk = 1024;
+    uint32_t chunk[kChunk];
+    for (size_t start = 0; start < n; start += kChunk) {
+        size_t count = n - start < kChunk ? n - start : kChunk;
+        const uint8_t* p = source + start;
+        for (size_t j = 0; j < count; ++j) {
+            chunk[j] = uint32_t{p[j]} | uint32_t{p[n + j]} << 8 | uint32_t{p[2 * n + j]} << 16 |
+                       uint32_t{p[3 * n + j]} << 24;
+        }
+        AliasWord* out = destination + start * stride;
+        for (size_t j = 0; j < count; ++j) out[j * stride] = chunk[j];
+    }
+}
+
+void DecodePayload(const uint8_t* payload, size_t n, uint8_t components, bool isPlanar,
+                   uint32_t* destination) {
+    if (!isPlanar || components == 0) {
+        std::memcpy(destination, payload, n * 4);
+        return;
+    }
+    if (components == 1) {
+        UndoBytePlanes(payload, n, destination, 1);
+        return;
+    }
+    size_t k = components;
+    size_t m = n / k;
+    for (size_t c = 0; c < k && m != 0; ++c) {
+        UndoBytePlanes(payload + c * m * 4, m, destination + c, k);
+    }
+    // Elements behind the last whole item belong to no run and stay as stored.
+    size_t tail = m * k;
+    std::memcpy(destination + tail, payload + tail * 4, (n - tail) * 4);
+}
+
+template <class T>
+void DataLoader::LoadInto(std::vector<T>& target, uint32_t acceptedTag) const {
+    if (elementTag != NoElementTag && elementTag != acceptedTag) {
+        MRL_THROW(Mrl::Util::Kind::BadCasting, nullptr, "Mrl/Zol/DataLoader",
+                  "MrlZol::DataLoader::LoadTo");
+    }
+    MrlHbf::Index& index = file.GetIndex();
+    index.SetPosition(blockName, position, file.GetStream());
+    uint32_t n = static_cast<uint32_t>(byteSize >> 2);
+    if (n == 0) return;
+    // The payload is taken in one piece from one block, checked against what that block
+    // holds before the target grows.
+    MrlHbf::Block& block = index.GetBlock(index.GetReadingBlockIndex(blockName, file.GetStream()));
+    const uint8_t* payload = block.Take(static_cast<uint32_t>(byteSize));
+    target.resize(n);
+    DecodePayload(payload, n, components, isPlanar != 0,
+                  reinterpret_cast<uint32_t*>(target.data()));
+}
+
+void DataLoader::LoadTo(std::vector<float>& target) const {
+    LoadInto(target, FloatElementTag);
+}
+
+void DataLoader::LoadTo(std::vector<uint32_t>& target) const {
+    LoadInto(target, UnsignedElementTag);
+}
+
+}  // namespace MrlZol

@@ -1,0 +1,119 @@
+#include "Run.h"
+
+#include <sys/stat.h>
+
+#include <fstream>
+#include <map>
+
+#include "DataDump.h"
+#include "ModelSummary.h"
+#include "Mrl/Log/LogManager.h"
+#include "Mrl/Util/ErrorStream.h"
+#include "Mrl/Zol/Tree.h"
+#include "ReportWriter.h"
+#include "RootAttributes.h"
+#include "SizeText.h"
+#include "TranslationHistory.h"
+
+namespace ZolInfo {
+
+namespace {
+
+struct Arguments {
+    ReportMode mode = ReportMode::Metadata;
+    std::vector<std::string> positionals;
+};
+
+Arguments ScanArguments(const std::vector<std::string>& args) {
+    Arguments scanned;
+    for (size_t i = 1; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (arg == "--ekm-meta-data") {
+            scanned.mode = ReportMode::EkmMetaData;
+        } else if (arg == "--extract-data") {
+            scanned.mode = ReportMode::ExtractData;
+        } else if (arg.compare(0, 2, "--") != 0) {
+            scanned.positionals.push_back(arg);
+        }
+    }
+    return scanned;
+}
+
+// True when both paths name one existing file: the output must never replace the model.
+bool SameFile(const std::string& a, const std::string& b) {
+    struct stat first {
+    }, second{};
+    return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+// Opens the output file that applies, if any; one that would replace the model file counts
+// as one that can't be opened.
+void OpenOutput(std::ofstream& file, const Arguments& arguments, const std::string& zolPath) {
+    std::string path;
+    if (arguments.mode == ReportMode::EkmMetaData) {
+        path = "ekm-meta-data.xml";
+    } else if (arguments.positionals.size() > 1) {
+        path = arguments.positionals[1];
+    }
+    if (path.empty() || SameFile(path, zolPath)) return;
+    file.open(path, std::ios::out | std::ios::trunc);
+}
+
+// Points the library's direct error messages at this run's stream while it lasts.
+class ErrorStreamScope {
+public:
+    explicit ErrorStreamScope(std::ostream& err) { Mrl::Util::SetErrorStream(&err); }
+    ~ErrorStreamScope() { Mrl::Util::SetErrorStream(nullptr); }
+};
+
+}  // namespace
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    ErrorStreamScope errorScope(err);
+    Mrl::Log::SetupTraceLog(err);
+    Arguments arguments = ScanArguments(args);
+    if (arguments.positionals.empty()) {
+        out << "Usage: " << (args.empty() ? std::string() : args[0])
+            << " [options] <zol_file_path> [output_file_path]" << '\n';
+        return 1;
+    }
+    const std::string zolPath = arguments.positionals[0];
+    ReportWriter writer;
+    writer.SetMode(arguments.mode);
+    MrlZol::Tree tree;
+    const std::string zolFileSizeText = FormatFileSize(zolPath);
+    try {
+        int32_t openMode = 1;
+        int32_t loadKind = 0;
+        tree.Load(zolPath, openMode, loadKind);
+    } catch (const std::exception& failure) {
+        err << "Exception: " << failure.what() << '\n';
+        return 2;
+    }
+    MrlZol::AttributeMap rootAttributes;
+    GroupShapes groupShapes;
+    std::vector<MrlZol::AttributeMap> resultAttributes;
+    CollectRootAttributes(tree, rootAttributes, err);
+    CollectModelData(tree, writer, groupShapes, resultAttributes, err);
+    WriteTranslationHistory(writer, tree.translations);
+    WriteRootEntries(writer, rootAttributes);
+    writer.AddAttribute("Zol File Size", zolFileSizeText);
+    WriteModelSummary(writer, groupShapes, resultAttributes);
+
+    out << "Peak Memory Usage: " << FormatPeakMemory() << '\n';
+
+    std::ofstream outputFile;
+    OpenOutput(outputFile, arguments, zolPath);
+    std::ostream& target = outputFile.is_open() ? static_cast<std::ostream&>(outputFile) : out;
+    if (arguments.mode == ReportMode::ExtractData) {
+        WriteDataDump(writer, target);
+    } else {
+        target << writer.GetReport();
+    }
+    target.flush();
+    if (outputFile.is_open()) outputFile.close();
+    return 0;
+}
+
+}  // namespace ZolInfo
