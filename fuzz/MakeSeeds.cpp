@@ -132,8 +132,8 @@ Bytes BuildModel(const Variant& v) {
         const Bytes& contents = blocks[i].second->Data();
         if (contents.empty()) continue;
         const bool cut = v.heavyPieces && std::string(blocks[i].first) == "Heavy Data";
-        AddPieces(file, blocks[i].first, contents, v.compressed,
-                  cut ? heavyStarts : std::vector<size_t>{});
+        AddPiecesCutAt(file, blocks[i].first, contents, v.compressed,
+                       cut ? heavyStarts : std::vector<size_t>{});
     }
     return file.Build();
 }

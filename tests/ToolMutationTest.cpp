@@ -4,18 +4,15 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <stdlib.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <cstdio>
 #include <cstring>
-#include <iostream>
+#include <filesystem>
 #include <optional>
 #include <random>
 #include <sstream>
 
 #include "Run.h"
-#include "ZolFileBuilder.h"
+#include "TestSupport.h"
 
 using namespace ZolTest;
 
@@ -68,12 +65,10 @@ Bytes Model(const Shape& s) {
                    {heavy("Coordinates", 0, {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0, 0, 0, 1, 9}, 3),
                     heavy("Node Ids", 12, {11, 12, 13, 14, 15}, 1), heavy("Polylength", 5, {4}, 1),
                     heavy("Connectivity", 4, {1, 2, 3, 4}, 1),
-                    heavy("Stress\x1E"
-                          "Step 1",
-                          12, {1.5f, 2.5f, 3.5f, 4.5f, 5.5f}, 1, {Attr::Float("Time", 0.5f)}),
-                    heavy("Displacement\x1E"
-                          "Step 1",
-                          13, {1, 2, 3, 4, 5, 6, 7}, 3, {Attr::Text("Category", "Vibration")})});
+                    heavy("Stress\x1EStep 1", 12, {1.5f, 2.5f, 3.5f, 4.5f, 5.5f}, 1,
+                          {Attr::Float("Time", 0.5f)}),
+                    heavy("Displacement\x1EStep 1", 13, {1, 2, 3, 4, 5, 6, 7}, 3,
+                          {Attr::Text("Category", "Vibration")})});
     model.Shape(at({5, 2, 3, 0, 6, 6, "Cut", "Shape", "0.2"}), "0.2");
     std::vector<GeomItem> cut;
     if (planar) {
@@ -82,8 +77,7 @@ Bytes Model(const Shape& s) {
                         .link = true,
                         .linkedGeometryId = 4,
                         .linkedDataIndex = 1},
-               GeomItem{.name = "Stress\x1E"
-                                "Step 1",
+               GeomItem{.name = "Stress\x1EStep 1",
                         .kind = 12,
                         .link = true,
                         .linkedGeometryId = 4,
@@ -97,8 +91,8 @@ Bytes Model(const Shape& s) {
     AddPieces(file, "Global Information", model.globalInformation.Data(), s.compressed, 0);
     if (s.continuation) file.StartContinuation(s.continuationCompressed, "2");
     AddPieces(file, "Light Data", model.lightData.Data(), s.compressed, 0);
-    AddPieces(file, "Heavy Data", model.heavyData.Data(), s.compressed,
-              s.heavyPieces ? starts : std::vector<size_t>{});
+    AddPiecesCutAt(file, "Heavy Data", model.heavyData.Data(), s.compressed,
+                   s.heavyPieces ? starts : std::vector<size_t>{});
     AddPieces(file, "Attributes", model.attributes.Data(), s.compressed, 0);
     AddPieces(file, "Resources", model.resources.Data(), s.compressed, 0);
     return file.Build();
@@ -133,20 +127,12 @@ std::vector<std::pair<size_t, size_t>> IndexRanges(const Bytes& file) {
 class ToolMutation : public testing::Test {
 protected:
     void SetUp() override {
-        // Memory-backed when possible: every run rewrites files, and a disk flushes each one.
-        std::string pattern = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        pattern += "/tool-mutation-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        directory = pattern;
-        char cwd[4096];
-        ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-        previousDirectory = cwd;
-        // The EKM mode writes into the current directory.
-        ASSERT_EQ(chdir(directory.c_str()), 0);
+        // The EKM mode writes into the current directory; with no trace log directory the log
+        // goes nowhere.
+        previousDirectory = std::filesystem::current_path();
+        std::filesystem::current_path(dir.path);
         if (const char* temp = getenv("MORLANE_TEMP_PATH")) previousTemp = temp;
-        // No trace log: a directory that doesn't exist sends it nowhere.
-        setenv("MORLANE_TEMP_PATH", (directory + "/no-such-directory").c_str(), 1);
-        path = directory + "/damaged.zol";
+        setenv("MORLANE_TEMP_PATH", (dir / "no-such-directory").c_str(), 1);
         // Each run sets aside several 10 MiB block buffers and gives them back; without this
         // the heap is grown and trimmed by that much on every run, which dominates the sweep.
         mallopt(M_MMAP_THRESHOLD, 32 << 20);
@@ -158,18 +144,12 @@ protected:
         } else {
             unsetenv("MORLANE_TEMP_PATH");
         }
-        if (!previousDirectory.empty()) {
-            EXPECT_EQ(chdir(previousDirectory.c_str()), 0);
-        }
-        std::remove(path.c_str());
-        std::remove((directory + "/ekm-meta-data.xml").c_str());
-        rmdir(directory.c_str());
+        std::filesystem::current_path(previousDirectory);
     }
 
     // Runs the three modes on the bytes; false (with a message) on the first bad run.
     testing::AssertionResult RunsCleanly(const Bytes& bytes) {
-        ++runs;
-        WriteFile(path, bytes);
+        const std::string path = dir.Write(bytes, "damaged.zol");
         for (const char* option : {"", "--extract-data", "--ekm-meta-data"}) {
             std::vector<std::string> args = {"ZolInfo", path};
             if (*option != '\0') args.insert(args.begin() + 1, option);
@@ -184,9 +164,9 @@ protected:
         return testing::AssertionSuccess();
     }
 
-    std::string directory, previousDirectory, path;
+    TempDir dir;
+    std::filesystem::path previousDirectory;
     std::optional<std::string> previousTemp;
-    size_t runs = 0;
 };
 
 TEST_F(ToolMutation, DamagedModelsEndWithStatusZeroOrTwo) {
@@ -200,7 +180,6 @@ TEST_F(ToolMutation, DamagedModelsEndWithStatusZeroOrTwo) {
     size_t mutation = 0;
     // Takes every kSample-th mutation, so that a sample still covers every kind.
     auto sampled = [&mutation] { return mutation++ % kSample == 0; };
-    const auto start = std::chrono::steady_clock::now();
     for (size_t m = 0; m < shapes.size(); ++m) {
         const Bytes model = Model(shapes[m]);
         SCOPED_TRACE("model " + std::to_string(m) + ", " + std::to_string(model.size()) + " bytes");
@@ -235,10 +214,6 @@ TEST_F(ToolMutation, DamagedModelsEndWithStatusZeroOrTwo) {
             ASSERT_TRUE(RunsCleanly(damaged)) << "random round " << round;
         }
     }
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    std::cout << "[          ] " << runs << " damaged files, 3 modes each, in " << seconds
-              << " s\n";
 }
 
 }  // namespace

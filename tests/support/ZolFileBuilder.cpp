@@ -267,8 +267,8 @@ Bytes MaterialRecord(std::string_view recordVersion, const MaterialFields& m, si
     return VersionedRecord(recordVersion, MaterialFieldBytes(recordVersion, m), surplus);
 }
 
-void AddPieces(ZolFileBuilder& file, const std::string& name, const Bytes& contents,
-               bool compressed, const std::vector<size_t>& cuts) {
+void AddPiecesCutAt(ZolFileBuilder& file, const std::string& name, const Bytes& contents,
+                    bool compressed, const std::vector<size_t>& cuts) {
     size_t start = 0;
     std::vector<size_t> ends = cuts;
     ends.push_back(contents.size());
@@ -291,7 +291,7 @@ void AddPieces(ZolFileBuilder& file, const std::string& name, const Bytes& conte
     for (size_t at = pieceSize; pieceSize != 0 && at < contents.size(); at += pieceSize) {
         cuts.push_back(at);
     }
-    AddPieces(file, name, contents, compressed, cuts);
+    AddPiecesCutAt(file, name, contents, compressed, cuts);
 }
 
 // ---- ModelBuilder ----

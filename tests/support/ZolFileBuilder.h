@@ -165,8 +165,9 @@ struct GeomItem {
 };
 
 // Splits `contents` at the given offsets into physical blocks of one name (plain or compressed).
-void AddPieces(ZolFileBuilder& file, const std::string& name, const Bytes& contents,
-               bool compressed, const std::vector<size_t>& cuts);
+// Named apart from the overload below: a braced {28} would pick that one and cut every 28 bytes.
+void AddPiecesCutAt(ZolFileBuilder& file, const std::string& name, const Bytes& contents,
+                    bool compressed, const std::vector<size_t>& cuts);
 // The same with pieces of pieceSize bytes (the last may be shorter); 0 means one piece.
 // Values and payloads must not straddle a cut: the reader never reads across blocks.
 void AddPieces(ZolFileBuilder& file, const std::string& name, const Bytes& contents,
