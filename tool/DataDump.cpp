@@ -129,7 +129,8 @@ void WriteMeshDump(ReportWriter& writer, OutputBuffer& out, const std::vector<si
             elementIds = &record;
         }
     }
-    for (DataRecord* record : {nodes, coordinates, connectivity, lengths}) {
+    // Nodes first, then elements: the coordinates are gone before the connectivity arrives.
+    for (DataRecord* record : {nodes, coordinates}) {
         if (record != nullptr) Materialize(*record);
     }
     size_t nodeCount = nodes != nullptr ? nodes->Size() : 0;
@@ -149,8 +150,12 @@ void WriteMeshDump(ReportWriter& writer, OutputBuffer& out, const std::vector<si
         out.Put('\n');
     }
     out.Line("");
+    if (coordinates != nullptr && coordinates != nodes) Release(*coordinates);
 
     out.Line("    Connectivity : ");
+    for (DataRecord* record : {connectivity, lengths}) {
+        if (record != nullptr) Materialize(*record);
+    }
     size_t elements = lengths != nullptr ? std::min(elementCount, lengths->intValues.size()) : 0;
     const std::vector<uint32_t> none;
     const std::vector<uint32_t>& references =
@@ -166,7 +171,7 @@ void WriteMeshDump(ReportWriter& writer, OutputBuffer& out, const std::vector<si
     }
     out.Line("");
     // The node ids serve every value section that follows; the rest can go.
-    for (DataRecord* record : {coordinates, connectivity, lengths}) {
+    for (DataRecord* record : {connectivity, lengths}) {
         if (record != nullptr && record != nodes) Release(*record);
     }
 }
