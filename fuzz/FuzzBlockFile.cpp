@@ -1,15 +1,13 @@
 // Block file layer on arbitrary bytes: header checks, the index (with its continuation), and
 // every named block read to its end with raw, string and vector readers.
-#include <unistd.h>
-
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "FuzzInput.h"
 #include "Mrl/Hbf/HbFile.h"
 #include "Mrl/Util/ErrorStream.h"
 #include "PooledBuffers.h"
@@ -18,13 +16,6 @@ namespace {
 
 std::string inputPath;
 std::ostringstream discardedErrors;
-
-bool WriteInput(const uint8_t* data, size_t size) {
-    std::FILE* file = std::fopen(inputPath.c_str(), "wb");
-    if (file == nullptr) return false;
-    bool ok = size == 0 || std::fwrite(data, 1, size, file) == size;
-    return std::fclose(file) == 0 && ok;
-}
 
 // Reads a name's stream to its end in steps that shrink when a step no longer fits, so that
 // every byte is taken and values that straddle a block boundary are tried too.
@@ -100,19 +91,14 @@ void ReadAll() {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // Memory-backed when possible: every input is written to a file, and a disk flushes it.
-    std::string pattern = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    pattern += "/fuzz-block-file-XXXXXX";
-    const char* directory = mkdtemp(pattern.data());
-    if (directory == nullptr) std::abort();
-    inputPath = std::string(directory) + "/input.zol";
+    inputPath = MakeScratchDirectory("fuzz-block-file") + "/input.zol";
     // zlib failures are reported on this stream; keep the fuzzer's output readable.
     Mrl::Util::SetErrorStream(&discardedErrors);
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    if (!WriteInput(data, size)) std::abort();
+    WriteInput(inputPath, data, size);
     discardedErrors.str({});
     ReadAll();
     // Block buffers bypass the leak checker; the index must have given all of them back.

@@ -3,12 +3,12 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "FuzzInput.h"
 #include "PooledBuffers.h"
 #include "Run.h"
 
@@ -16,30 +16,20 @@ namespace {
 
 std::string inputPath;
 
-bool WriteInput(const uint8_t* data, size_t size) {
-    std::FILE* file = std::fopen(inputPath.c_str(), "wb");
-    if (file == nullptr) return false;
-    bool ok = size == 0 || std::fwrite(data, 1, size, file) == size;
-    return std::fclose(file) == 0 && ok;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // Memory-backed when possible: every input is written to a file, and a disk flushes it.
-    std::string pattern = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    pattern += "/fuzz-run-XXXXXX";
-    const char* directory = mkdtemp(pattern.data());
+    const std::string directory = MakeScratchDirectory("fuzz-run");
     // The EKM mode writes its report into the current directory.
-    if (directory == nullptr || chdir(directory) != 0) std::abort();
-    inputPath = std::string(directory) + "/input.zol";
+    if (chdir(directory.c_str()) != 0) std::abort();
+    inputPath = directory + "/input.zol";
     // A directory that doesn't exist sends the trace log nowhere, which keeps runs fast.
     setenv("MORLANE_TEMP_PATH", "/nonexistent/fuzz-run-trace", 1);
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    if (!WriteInput(data, size)) std::abort();
+    WriteInput(inputPath, data, size);
     const std::vector<std::vector<std::string>> runs = {
         {"ZolInfo", inputPath},
         {"ZolInfo", "--extract-data", inputPath},

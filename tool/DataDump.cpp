@@ -150,7 +150,7 @@ void WriteMeshDump(ReportWriter& writer, OutputBuffer& out, const std::vector<si
         out.Put('\n');
     }
     out.Line("");
-    if (coordinates != nullptr && coordinates != nodes) Release(*coordinates);
+    if (coordinates != nullptr) Release(*coordinates);
 
     out.Line("    Connectivity : ");
     for (DataRecord* record : {connectivity, lengths}) {
@@ -172,7 +172,7 @@ void WriteMeshDump(ReportWriter& writer, OutputBuffer& out, const std::vector<si
     out.Line("");
     // The node ids serve every value section that follows; the rest can go.
     for (DataRecord* record : {connectivity, lengths}) {
-        if (record != nullptr && record != nodes) Release(*record);
+        if (record != nullptr) Release(*record);
     }
 }
 
