@@ -20,7 +20,11 @@ run_one() {
         dump) args=(--extract-data "$model" out.txt) ;;
         ekm) args=(--ekm-meta-data "$model") ;;
     esac
-    (cd "$dir" && MORLANE_TEMP_PATH="$dir" "$binary" "${args[@]}" >stdout 2>stderr; echo "status $?" >status)
+    (
+        cd "$dir" || exit
+        MORLANE_TEMP_PATH="$dir" "$binary" "${args[@]}" >stdout 2>stderr
+        echo "status $?" >status
+    )
     for file in status stdout stderr out.txt ekm-meta-data.xml ZolInfo_trace.log; do
         [ -e "$dir/$file" ] || continue
         echo "== $file"

@@ -33,14 +33,16 @@ struct ModelFacts {
     RootFacts root;
     std::string fileSizeText;
     ModelSummary summary;
-    std::vector<ArrayRecord> arrays;  // empty unless collected with arrays
+    // Empty unless collected with arrays. Their values come through the tree's open file, so
+    // they are read only while the tree lives.
+    std::vector<ArrayRecord> arrays;
 };
 
 using FailureHandler = std::function<void(const std::exception&)>;
 
 // Gathers the facts of a loaded tree: the root attributes, then one pass over the shapes.
-// A failure in either step goes to onFailure and the step ends there; the facts hold what
-// was gathered. With withArrays the pass also makes the records of the arrays.
+// A failure in either step goes to onFailure (if set) and the step ends there; the facts
+// hold what was gathered. With withArrays the pass also makes the records of the arrays.
 ModelFacts CollectModelFacts(Tree& tree, const std::string& fileSizeText, bool withArrays,
                              const FailureHandler& onFailure);
 

@@ -54,7 +54,7 @@ ModelFacts CollectModelFacts(Tree& tree, const std::string& fileSizeText, bool w
     try {
         CollectRootAttributes(tree, rootAttributes);
     } catch (const std::exception& failure) {
-        onFailure(failure);
+        if (onFailure) onFailure(failure);
     }
     facts.root = MakeRootFacts(rootAttributes);
     GroupShapes groupShapes;
