@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, if any are missing.
 set -euo pipefail
-packages=(g++ cmake make libgtest-dev zlib1g-dev libdeflate-dev "$@")
+# The zolfile Python package needs the python3-* packages, for Debian's /usr/bin/python3.
+packages=(g++ cmake make libgtest-dev zlib1g-dev libdeflate-dev
+    python3-dev python3-numpy python3-pybind11 python3-pytest python3-meshio "$@")
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||
