@@ -1,0 +1,87 @@
+"""The catalogue's record of one file: finding Zol files and reading one into plain data.
+
+A record is a dict that pickles, serialises as one JSON line and goes into the database as
+is: path, size, mtime_ns, status, version, error_kind, error, entries, history, arrays.
+"""
+
+import os
+import stat
+
+MAGIC = b"\x89HBF\r\n\x1a\n"
+
+# Statuses of a record; "vanished" is only ever set in the database.
+LOADED, REFUSED, FAILED, TIMED_OUT, VANISHED = "loaded", "refused", "failed", "timed out", "vanished"
+
+HISTORY_FIELDS = ("application_name", "application_version", "zol_version", "date",
+                  "extra_text", "user_name", "comment")
+ARRAY_FIELDS = ("analysis", "geometry", "name", "result", "instance", "kind", "count")
+
+
+def is_zol(path):
+    """True when the file starts with the block file's magic; reads nothing more."""
+    try:
+        with open(path, "rb") as f:
+            return f.read(len(MAGIC)) == MAGIC
+    except OSError:
+        return False
+
+
+def walk(paths):
+    """Yields (absolute path, os.stat_result) of the files to catalogue, in a stable order.
+
+    A file named on the command line is taken whatever it holds (the loader then judges it);
+    files met inside a directory are taken only when they carry the magic.
+    """
+    for given in paths:
+        top = os.path.abspath(given)
+        if os.path.isdir(top):
+            yield from _walk_directory(top)
+        else:
+            found = _regular_file(top)
+            if found:
+                yield found
+
+
+def _walk_directory(top):
+    for directory, subdirectories, names in os.walk(top):
+        subdirectories.sort()
+        for name in sorted(names):
+            found = _regular_file(os.path.join(directory, name))
+            if found and is_zol(found[0]):
+                yield found
+
+
+def _regular_file(path):
+    try:
+        info = os.stat(path)
+    except OSError:
+        return None
+    return (path, info) if stat.S_ISREG(info.st_mode) else None
+
+
+def new_record(path, info, status, error=None):
+    """A record with the file's identity and nothing read from it yet."""
+    return {"path": path, "size": info.st_size, "mtime_ns": info.st_mtime_ns,
+            "status": status, "version": None, "error_kind": None, "error": error,
+            "entries": [], "history": [], "arrays": []}
+
+
+def read_model(path):
+    """What the model says of itself: the record's fields past the file's identity.
+
+    Array counts come from the descriptors; no array's values are read.
+    """
+    import zolfile
+
+    try:
+        model = zolfile.open(path)
+    except zolfile.Error as error:
+        # The description without the rendering's throw time, so that records compare.
+        return {"status": REFUSED, "error_kind": error.kind, "error": error.description}
+    return {
+        "status": LOADED,
+        "version": model.version,
+        "entries": [[name, value] for name, value in model.report()],
+        "history": [{f: t[f] for f in HISTORY_FIELDS} for t in model.translations],
+        "arrays": [{f: getattr(a, f) for f in ARRAY_FIELDS} for a in model.arrays()],
+    }
