@@ -31,7 +31,10 @@ def _serve(connection, read, log_directory):
             outcome = read(path)
         except Exception as error:  # any reader fault costs this one file only
             outcome = {"status": FAILED, "error": f"{type(error).__name__}: {error}"}
-        connection.send(outcome)
+        try:
+            connection.send(outcome)
+        except OSError:  # the run was killed while this file was read
+            return
 
 
 class _Worker:

@@ -27,36 +27,33 @@ def is_zol(path):
 
 
 def walk(paths):
-    """Yields (absolute path, os.stat_result) of the files to catalogue, in a stable order.
+    """Yields (absolute path, os.stat_result) of the Zol files at or below the given paths.
 
-    A file named on the command line is taken whatever it holds (the loader then judges it);
-    files met inside a directory are taken only when they carry the magic.
+    Files are taken by their magic alone, whether named or met in a directory, and in a
+    stable order.
     """
     for given in paths:
         top = os.path.abspath(given)
         if os.path.isdir(top):
             yield from _walk_directory(top)
         else:
-            found = _regular_file(top)
-            if found:
-                yield found
+            yield from _zol_file(top)
 
 
 def _walk_directory(top):
     for directory, subdirectories, names in os.walk(top):
         subdirectories.sort()
         for name in sorted(names):
-            found = _regular_file(os.path.join(directory, name))
-            if found and is_zol(found[0]):
-                yield found
+            yield from _zol_file(os.path.join(directory, name))
 
 
-def _regular_file(path):
+def _zol_file(path):
     try:
         info = os.stat(path)
     except OSError:
-        return None
-    return (path, info) if stat.S_ISREG(info.st_mode) else None
+        return
+    if stat.S_ISREG(info.st_mode) and is_zol(path):
+        yield path, info
 
 
 def new_record(path, info, status, error=None):
