@@ -25,6 +25,8 @@ def _arguments(argv, command):
         parser.add_argument("--db", required=True, metavar="FILE.sqlite")
         parser.add_argument("--import", dest="parts", action="store_true",
                             help="PATHs are JSON-lines files written by extract")
+        parser.add_argument("--retry-failed", action="store_true",
+                            help="read failed and timed out files again, changed or not")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1, metavar="N")
     parser.add_argument("--timeout", type=float, default=120.0, metavar="SECONDS",
                         help="time limit for reading one file")
@@ -69,21 +71,24 @@ def _found(paths):
     return list(dict(records.walk(paths)).items())
 
 
-def catalog(paths, database, read, jobs, timeout):
+def catalog(paths, database, read, jobs, timeout, retry_failed=False):
     found = _found(paths)
     known = store.known_files(database, [os.path.abspath(p) for p in paths])
     seen = {path for path, _ in found}
     vanished = [p for p, (_, _, status) in known.items()
                 if p not in seen and status != records.VANISHED]
     store.mark_vanished(database, vanished)
-    todo = [(path, info) for path, info in found if not _unchanged(known.get(path), info)]
+    again = (records.VANISHED, records.FAILED, records.TIMED_OUT) if retry_failed else (
+        records.VANISHED,)
+    todo = [(path, info) for path, info in found
+            if not _unchanged(known.get(path), info, again)]
     counts = collections.Counter(skipped=len(found) - len(todo), vanished=len(vanished))
     _write_all(database, read_records(todo, read, jobs, timeout), counts)
     return counts
 
 
-def _unchanged(known, info):
-    return (known is not None and known[2] != records.VANISHED
+def _unchanged(known, info, again):
+    return (known is not None and known[2] not in again
             and known[:2] == (info.st_size, info.st_mtime_ns))
 
 
@@ -131,7 +136,8 @@ def main(argv, read=records.read_model):
         if options.parts:
             counts = import_parts(options.paths, database)
         else:
-            counts = catalog(options.paths, database, read, options.jobs, options.timeout)
+            counts = catalog(options.paths, database, read, options.jobs, options.timeout,
+                             options.retry_failed)
     finally:
         database.close()
     _summary("catalog", counts, started)

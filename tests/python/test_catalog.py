@@ -41,6 +41,9 @@ def test_every_outcome_is_one_row(tmp_path):
         "f.zol": ("failed", None, "ValueError: raise it")}
     assert [row[0] for row in children["entries"]] == [str(share / "a.zol"),
                                                        str(share / "b.dat")]
+    assert summary(run(SCRIPTED, "catalog", str(share), "--db", str(tmp_path / "c.sqlite"),
+                       "--timeout", "1", "--retry-failed")) == (
+        "catalog: 0 loaded, 0 refused, 2 failed, 1 timed out, 3 skipped, 0 vanished")
 
 
 def test_rerun_skips_unchanged_updates_changed_marks_vanished(tmp_path):
