@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "ReportWriter.h"
+#include "Mrl/Zol/ReportEntry.h"
 #include "TestSupport.h"
 
 namespace {
@@ -88,7 +88,7 @@ std::string Body(const std::string& report, bool ekm) {
 std::string Lines(const Entries& entries, bool ekm = false) {
     std::string lines;
     for (const auto& [key, value] : entries) {
-        lines += ekm ? "        <data name=\"" + ZolInfo::ToEkmKey(key)
+        lines += ekm ? "        <data name=\"" + MrlZol::ToEkmKey(key)
                      : "        <attribute name=\"" + key;
         lines += "\" value=\"" + value + "\"/>\n";
     }

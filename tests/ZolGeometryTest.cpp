@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "Mrl/Hbf/HbFile.h"
@@ -30,8 +31,13 @@ GeomItem Link(std::string name, uint32_t geometry, uint32_t index) {
 template <class T = uint32_t>
 std::vector<T> Values(const GeometryData& item) {
     std::vector<T> values;
-    EXPECT_NE(item.array.GetLoader(), nullptr) << item.name;
-    if (item.array.GetLoader() != nullptr) item.array.GetLoader()->LoadTo(values);
+    const DataLoader* loader = item.array.GetLoader();
+    EXPECT_NE(loader, nullptr) << item.name;
+    if (loader == nullptr) return values;
+    loader->LoadTo(values);
+    // The check without the copy agrees with the load on what it gives.
+    auto tag = std::is_same_v<T, float> ? MrlZol::FloatElementTag : MrlZol::UnsignedElementTag;
+    EXPECT_EQ(loader->CheckLoad(tag), values.size()) << item.name;
     return values;
 }
 
@@ -146,6 +152,8 @@ TEST(ZolDataLoader, ElementFormIsCheckedBeforeAnyRead) {
     DataLoader asUnsigned(file, "Heavy Data", 0, 4, 1, true, MrlZol::UnsignedElementTag);
     EXPECT_EQ(Failure([&] { asFloat.LoadTo(words); }), (Fail{12, "Bad Casting"}));
     EXPECT_EQ(Failure([&] { asUnsigned.LoadTo(floats); }), (Fail{12, "Bad Casting"}));
+    EXPECT_EQ(Failure([&] { asFloat.CheckLoad(MrlZol::UnsignedElementTag); }),
+              (Fail{12, "Bad Casting"}));
 }
 
 TEST(ZolDataLoader, DecodesPayloadsInPhysicalBlocks) {
@@ -197,7 +205,11 @@ TEST(ZolDataLoader, DecodesPayloadsInPhysicalBlocks) {
         ASSERT_NE(empty.array.GetLoader(), nullptr);
         EXPECT_NO_THROW(empty.array.GetLoader()->LoadTo(untouched));
         EXPECT_EQ(untouched, (std::vector<float>{7, 7}));
-        EXPECT_EQ(Failure([&] { mesh->data.back().array.GetLoader()->LoadTo(untouched); }),
+        EXPECT_EQ(empty.array.GetLoader()->CheckLoad(MrlZol::FloatElementTag), 0u);
+        const DataLoader& across = *mesh->data.back().array.GetLoader();
+        EXPECT_EQ(Failure([&] { across.LoadTo(untouched); }),
+                  (Fail{1, "Not enough bytes in the block"}));
+        EXPECT_EQ(Failure([&] { across.CheckLoad(MrlZol::FloatElementTag); }),
                   (Fail{1, "Not enough bytes in the block"}));
     }
 }

@@ -2,13 +2,15 @@
 
 #include <algorithm>
 
+#include "Mrl/Zol/ValueConversion.h"
 #include "NumberFormat.h"
-#include "RecordValues.h"
-#include "ValueConversion.h"
 
 namespace ZolInfo {
 
 namespace {
+
+using DataRecord = MrlZol::ArrayRecord;
+using MrlZol::TruncateToSigned;
 
 constexpr std::string_view kIndent = "    ";
 
@@ -56,19 +58,18 @@ void WriteValue(OutputBuffer& out, const Column& column, size_t row) {
 
 }  // namespace
 
-void WriteDataDump(ReportWriter& writer, std::ostream& stream) {
+void WriteDataDump(ArrayRecords& records, std::ostream& stream) {
     RecordLists analyses;
-    for (size_t i = 0; i < writer.dataRecords.size(); ++i) {
-        analyses[writer.dataRecords[i].analysis].push_back(i);
+    for (size_t i = 0; i < records.size(); ++i) {
+        analyses[records[i].analysis].push_back(i);
     }
     OutputBuffer out(stream);
-    for (const auto& [name, indices] : analyses) WriteAnalysisDump(writer, out, name, indices);
+    for (const auto& [name, indices] : analyses) WriteAnalysisDump(records, out, name, indices);
     out.Flush();
 }
 
-void WriteAnalysisDump(ReportWriter& writer, OutputBuffer& out, const std::string& analysisName,
+void WriteAnalysisDump(ArrayRecords& records, OutputBuffer& out, const std::string& analysisName,
                        const std::vector<size_t>& indices) {
-    std::vector<DataRecord>& records = writer.dataRecords;
     WriteList(out, "Analysis : ", {analysisName});
     WriteList(out, "Element Sets : ", records[indices[0]].elementSets);
 
@@ -104,19 +105,19 @@ void WriteAnalysisDump(ReportWriter& writer, OutputBuffer& out, const std::strin
         }
         out.Line("");
     }
-    WriteMeshDump(writer, out, indices);
-    if (nodeCount != 0) WriteResultValues(writer, out, byInstance, nodeCount);
-    for (size_t index : indices) Release(records[index]);
+    WriteMeshDump(records, out, indices);
+    if (nodeCount != 0) WriteResultValues(records, out, byInstance, nodeCount);
+    for (size_t index : indices) records[index].ReleaseValues();
 }
 
-void WriteMeshDump(ReportWriter& writer, OutputBuffer& out, const std::vector<size_t>& indices) {
+void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, const std::vector<size_t>& indices) {
     DataRecord* nodes = nullptr;
     DataRecord* coordinates = nullptr;
     DataRecord* connectivity = nullptr;
     DataRecord* lengths = nullptr;
     DataRecord* elementIds = nullptr;  // the last record that sets the element count
     for (size_t index : indices) {
-        DataRecord& record = writer.dataRecords[index];
+        DataRecord& record = records[index];
         if (record.resultName == "Node Ids") {
             nodes = &record;
         } else if (record.resultName == "Coordinates") {
@@ -131,7 +132,7 @@ void WriteMeshDump(ReportWriter& writer, OutputBuffer& out, const std::vector<si
     }
     // Nodes first, then elements: the coordinates are gone before the connectivity arrives.
     for (DataRecord* record : {nodes, coordinates}) {
-        if (record != nullptr) Materialize(*record);
+        if (record != nullptr) record->LoadValues();
     }
     size_t nodeCount = nodes != nullptr ? nodes->Size() : 0;
     size_t elementCount = elementIds != nullptr ? elementIds->Size() : 0;
@@ -150,11 +151,11 @@ void WriteMeshDump(ReportWriter& writer, OutputBuffer& out, const std::vector<si
         out.Put('\n');
     }
     out.Line("");
-    if (coordinates != nullptr) Release(*coordinates);
+    if (coordinates != nullptr) coordinates->ReleaseValues();
 
     out.Line("    Connectivity : ");
     for (DataRecord* record : {connectivity, lengths}) {
-        if (record != nullptr) Materialize(*record);
+        if (record != nullptr) record->LoadValues();
     }
     size_t elements = lengths != nullptr ? std::min(elementCount, lengths->intValues.size()) : 0;
     const std::vector<uint32_t> none;
@@ -172,11 +173,11 @@ void WriteMeshDump(ReportWriter& writer, OutputBuffer& out, const std::vector<si
     out.Line("");
     // The node ids serve every value section that follows; the rest can go.
     for (DataRecord* record : {connectivity, lengths}) {
-        if (record != nullptr) Release(*record);
+        if (record != nullptr) record->ReleaseValues();
     }
 }
 
-void WriteResultValues(ReportWriter& writer, OutputBuffer& out, const RecordLists& byInstance,
+void WriteResultValues(ArrayRecords& records, OutputBuffer& out, const RecordLists& byInstance,
                        size_t nodeCount) {
     std::vector<Column> columns;
     for (const auto& [instance, list] : byInstance) {
@@ -188,14 +189,14 @@ void WriteResultValues(ReportWriter& writer, OutputBuffer& out, const RecordList
         out.Put("    Results: ");
         for (size_t k = 0; k < list.size(); ++k) {
             if (k != 0) out.Put(", ");
-            out.Put(writer.dataRecords[list[k]].resultName);
+            out.Put(records[list[k]].resultName);
         }
         out.Put('\n');
         out.Line("    Values : ");
         columns.clear();
-        for (size_t index : list) Materialize(writer.dataRecords[index]);
+        for (size_t index : list) records[index].LoadValues();
         for (size_t index : list) {
-            const DataRecord& record = writer.dataRecords[index];
+            const DataRecord& record = records[index];
             size_t q = record.Size() / nodeCount;
             bool nodeIds = record.resultName == "Node Ids";
             for (size_t c = 0; c < q; ++c) columns.push_back({&record, q, c, nodeIds});
@@ -206,8 +207,8 @@ void WriteResultValues(ReportWriter& writer, OutputBuffer& out, const RecordList
         }
         out.Line("");
         for (size_t index : list) {
-            DataRecord& record = writer.dataRecords[index];
-            if (record.resultName != "Node Ids") Release(record);
+            DataRecord& record = records[index];
+            if (record.resultName != "Node Ids") record.ReleaseValues();
         }
     }
 }

@@ -4,19 +4,21 @@
 #include <string>
 #include <vector>
 
+#include "Mrl/Zol/ArrayRecord.h"
 #include "OutputBuffer.h"
-#include "ReportWriter.h"
 
 namespace ZolInfo {
 
 using RecordLists = std::map<std::string, std::vector<size_t>>;
 
+using ArrayRecords = std::vector<MrlZol::ArrayRecord>;
+
 // The text dump of every analysis: element sets, results, instances, mesh and values.
-void WriteDataDump(ReportWriter& writer, std::ostream& stream);
-void WriteAnalysisDump(ReportWriter& writer, OutputBuffer& out, const std::string& analysisName,
+void WriteDataDump(ArrayRecords& records, std::ostream& stream);
+void WriteAnalysisDump(ArrayRecords& records, OutputBuffer& out, const std::string& analysisName,
                        const std::vector<size_t>& indices);
-void WriteMeshDump(ReportWriter& writer, OutputBuffer& out, const std::vector<size_t>& indices);
-void WriteResultValues(ReportWriter& writer, OutputBuffer& out, const RecordLists& byInstance,
+void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, const std::vector<size_t>& indices);
+void WriteResultValues(ArrayRecords& records, OutputBuffer& out, const RecordLists& byInstance,
                        size_t nodeCount);
 
 }  // namespace ZolInfo

@@ -3,17 +3,14 @@
 #include <sys/stat.h>
 
 #include <fstream>
-#include <map>
 
 #include "DataDump.h"
-#include "ModelSummary.h"
 #include "Mrl/Log/LogManager.h"
 #include "Mrl/Util/ErrorStream.h"
+#include "Mrl/Zol/ModelFacts.h"
 #include "Mrl/Zol/Tree.h"
+#include "PeakMemory.h"
 #include "ReportWriter.h"
-#include "RootAttributes.h"
-#include "SizeText.h"
-#include "TranslationHistory.h"
 
 namespace ZolInfo {
 
@@ -79,27 +76,21 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         return 1;
     }
     const std::string zolPath = arguments.positionals[0];
-    ReportWriter writer;
-    writer.SetMode(arguments.mode);
+    auto report = [&err](const std::exception& failure) {
+        err << "Exception: " << failure.what() << '\n';
+    };
     MrlZol::Tree tree;
-    const std::string zolFileSizeText = FormatFileSize(zolPath);
+    const std::string zolFileSizeText = MrlZol::FileSizeText(zolPath);
     try {
         int32_t openMode = 1;
         int32_t loadKind = 0;
         tree.Load(zolPath, openMode, loadKind);
     } catch (const std::exception& failure) {
-        err << "Exception: " << failure.what() << '\n';
+        report(failure);
         return 2;
     }
-    MrlZol::AttributeMap rootAttributes;
-    GroupShapes groupShapes;
-    std::vector<MrlZol::AttributeMap> resultAttributes;
-    CollectRootAttributes(tree, rootAttributes, err);
-    CollectModelData(tree, writer, groupShapes, resultAttributes, err);
-    WriteTranslationHistory(writer, tree.translations);
-    WriteRootEntries(writer, rootAttributes);
-    writer.AddAttribute("Zol File Size", zolFileSizeText);
-    WriteModelSummary(writer, groupShapes, resultAttributes);
+    MrlZol::ModelFacts facts = MrlZol::CollectModelFacts(
+        tree, zolFileSizeText, arguments.mode == ReportMode::ExtractData, report);
 
     out << "Peak Memory Usage: " << FormatPeakMemory() << '\n';
 
@@ -107,9 +98,9 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     OpenOutput(outputFile, arguments, zolPath);
     std::ostream& target = outputFile.is_open() ? static_cast<std::ostream&>(outputFile) : out;
     if (arguments.mode == ReportMode::ExtractData) {
-        WriteDataDump(writer, target);
+        WriteDataDump(facts.arrays, target);
     } else {
-        target << writer.GetReport();
+        target << FormatReport(MrlZol::ReportEntries(facts), arguments.mode);
     }
     target.flush();
     if (outputFile.is_open()) outputFile.close();

@@ -56,7 +56,7 @@ int main(int argc, char** argv) {
     model.Geometry({5, 4, 0, 0, 0, 0, "Wheel", "Geometry", "0.7"},
                    {Floats(model, "Coordinates", 0, coordinates, 3),
                     Floats(model, "Node Ids", 12, ids, 1), model.HeavyItem("Polylength", 5, {8}, 1),
-                    model.HeavyItem("Connectivity", 4, {1, 2, 4, 3, 5, 6, 8, 7}, 1),
+                    model.HeavyItem("Connectivity", 4, {101, 102, 104, 103, 105, 106, 108, 107}, 1),
                     Floats(model, "Stress\x1E" + step1, 12, stress1, 1,
                            {Attr::Float("Time", 0.5f), Attr::Text("Title", "Wheel load case"),
                             Attr::Text("DataType", "Scalar")}),

@@ -4,8 +4,9 @@
 #include <vector>
 
 namespace MrlHbf {
+class Block;
 class HbFile;
-}
+}  // namespace MrlHbf
 
 namespace MrlZol {
 
@@ -24,6 +25,10 @@ public:
 
     void LoadTo(std::vector<float>& target) const;
     void LoadTo(std::vector<uint32_t>& target) const;
+    // Does all that LoadTo of the form for this tag does short of the copy (the tag, the
+    // position, the payload's bounds in its block), so it fails where LoadTo would; returns
+    // the number of elements LoadTo gives.
+    uint32_t CheckLoad(ElementTag acceptedTag) const;
 
     MrlHbf::HbFile& file;
     std::string blockName;
@@ -34,6 +39,8 @@ public:
     uint32_t elementTag;
 
 private:
+    // Positions the block at the payload; the block that holds it, or null for no elements.
+    MrlHbf::Block* SeekPayload(uint32_t acceptedTag) const;
     template <class T>
     void LoadInto(std::vector<T>& target, uint32_t acceptedTag) const;
 };

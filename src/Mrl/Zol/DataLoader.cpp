@@ -102,23 +102,35 @@ void DecodePayload(const uint8_t* payload, size_t n, uint8_t components, bool is
     std::memcpy(destination + tail, payload + tail * 4, (n - tail) * 4);
 }
 
-template <class T>
-void DataLoader::LoadInto(std::vector<T>& target, uint32_t acceptedTag) const {
+MrlHbf::Block* DataLoader::SeekPayload(uint32_t acceptedTag) const {
     if (elementTag != NoElementTag && elementTag != acceptedTag) {
         MRL_THROW(Mrl::Util::Kind::BadCasting, nullptr, "Mrl/Zol/DataLoader",
                   "MrlZol::DataLoader::LoadTo");
     }
     MrlHbf::Index& index = file.GetIndex();
     index.SetPosition(blockName, position, file.GetStream());
-    uint32_t n = static_cast<uint32_t>(byteSize >> 2);
-    if (n == 0) return;
+    if (static_cast<uint32_t>(byteSize >> 2) == 0) return nullptr;
+    return &index.GetBlock(index.GetReadingBlockIndex(blockName, file.GetStream()));
+}
+
+template <class T>
+void DataLoader::LoadInto(std::vector<T>& target, uint32_t acceptedTag) const {
+    MrlHbf::Block* block = SeekPayload(acceptedTag);
+    if (block == nullptr) return;
     // The payload is taken in one piece from one block, checked against what that block
     // holds before the target grows.
-    MrlHbf::Block& block = index.GetBlock(index.GetReadingBlockIndex(blockName, file.GetStream()));
-    const uint8_t* payload = block.Take(static_cast<uint32_t>(byteSize));
+    const uint8_t* payload = block->Take(static_cast<uint32_t>(byteSize));
+    uint32_t n = static_cast<uint32_t>(byteSize >> 2);
     target.resize(n);
     DecodePayload(payload, n, components, isPlanar != 0,
                   reinterpret_cast<uint32_t*>(target.data()));
+}
+
+uint32_t DataLoader::CheckLoad(ElementTag acceptedTag) const {
+    MrlHbf::Block* block = SeekPayload(acceptedTag);
+    if (block == nullptr) return 0;
+    block->Require(byteSize);
+    return static_cast<uint32_t>(byteSize >> 2);
 }
 
 void DataLoader::LoadTo(std::vector<float>& target) const {

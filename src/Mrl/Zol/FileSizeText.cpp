@@ -1,17 +1,25 @@
-#include "SizeText.h"
-
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 
-#include "NumberFormat.h"
+#include "Mrl/Zol/ModelFacts.h"
 
-namespace ZolInfo {
+namespace MrlZol {
 
-std::string FormatFileSize(const std::string& path) {
+namespace {
+
+std::string SizeText(float value, const char* unit) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%g%s", static_cast<double>(value), unit);
+    return text;
+}
+
+}  // namespace
+
+std::string FileSizeText(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) return std::strerror(errno);
     // Single precision throughout, as the report has always been computed. Sizes of 2 GiB
@@ -20,18 +28,10 @@ std::string FormatFileSize(const std::string& path) {
     float size = bytes < INT64_C(2147483648) ? static_cast<float>(static_cast<int32_t>(bytes))
                                              : static_cast<float>(bytes);
     float megabytes = size / 1048576.0f;
-    if (megabytes > 1.0f) return FloatText(megabytes) + " MB";
+    if (megabytes > 1.0f) return SizeText(megabytes, " MB");
     float kilobytes = size / 1024.0f;
-    if (kilobytes > 1.0f) return FloatText(kilobytes) + " KB";
-    return FloatText(size) + " B";
+    if (kilobytes > 1.0f) return SizeText(kilobytes, " KB");
+    return SizeText(size, " B");
 }
 
-std::string FormatPeakMemory() {
-    struct rusage usage {};
-    if (getrusage(RUSAGE_SELF, &usage) != 0) return std::string();
-    // ru_maxrss is in KiB here.
-    uint64_t bytes = static_cast<uint64_t>(usage.ru_maxrss) * 1024;
-    return std::to_string(bytes >> 20) + " Mb";
-}
-
-}  // namespace ZolInfo
+}  // namespace MrlZol

@@ -1,6 +1,6 @@
-#include "FileTypes.h"
+#include "Mrl/Zol/FileTypes.h"
 
-namespace ZolInfo {
+namespace MrlZol {
 
 namespace {
 
@@ -64,4 +64,4 @@ std::string GetFileTypeName(const std::string& path) {
     return kUnknown;
 }
 
-}  // namespace ZolInfo
+}  // namespace MrlZol

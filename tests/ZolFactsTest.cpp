@@ -1,5 +1,5 @@
-// The pieces of the report that the whole runs don't reach in all their cases: file types, EKM
-// keys, size thresholds, and the model summary's sorting and categories. The entry lines
+// The facts of a model that the whole runs don't reach in all their cases: file types, EKM
+// keys, size thresholds, and the model summary's sorting and categories. The report's lines
 // themselves are pinned byte for byte by the runs.
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -10,36 +10,16 @@
 #include <utility>
 #include <vector>
 
-#include "FileTypes.h"
-#include "ModelSummary.h"
-#include "ReportWriter.h"
-#include "SizeText.h"
+#include "Mrl/Zol/FileTypes.h"
+#include "Mrl/Zol/ModelFacts.h"
 #include "TestSupport.h"
 
 namespace {
 
-using namespace ZolInfo;
-using MrlZol::AttributeMap;
-using MrlZol::AttributeValue;
-using Entries = std::vector<std::pair<std::string, std::string>>;
+using namespace MrlZol;
+using Entries = std::vector<ReportEntry>;
 
-// The (key, value) of each entry line of a metadata report.
-template <class F>
-Entries EntriesOf(F&& write) {
-    ReportWriter writer;
-    writer.SetMode(ReportMode::Metadata);
-    write(writer);
-    Entries entries;
-    for (const std::string& line : ZolTest::SplitLines(writer.GetReport())) {
-        size_t name = line.find(" name=\""), value = line.find("\" value=\"");
-        if (name == std::string::npos || value == std::string::npos) continue;
-        entries.emplace_back(line.substr(name + 7, value - name - 7),
-                             line.substr(value + 9, line.size() - value - 12));
-    }
-    return entries;
-}
-
-TEST(ToolFileTypes, NamesOfPaths) {
+TEST(ZolFacts, FileTypes) {
     // clang-format off
     const std::pair<const char*, const char*> cases[] = {
         {"/models/run.op2", "Nastran OP2"}, {"run.k", "LS-Dyna Input Deck"},
@@ -63,7 +43,7 @@ TEST(ToolFileTypes, NamesOfPaths) {
     for (const auto& [path, format] : cases) EXPECT_EQ(GetFileTypeName(path), format) << path;
 }
 
-TEST(ToolReportWriter, EkmKeys) {
+TEST(ZolFacts, EkmKeys) {
     const std::pair<const char*, const char*> keys[] = {
         {"", ""},
         {"Application name (Latest Translation)", "applicationname(LatestTranslation)"},
@@ -74,7 +54,7 @@ TEST(ToolReportWriter, EkmKeys) {
     for (const auto& [key, ekm] : keys) EXPECT_EQ(ToEkmKey(key), ekm) << key;
 }
 
-TEST(ToolSizeText, ThresholdsAndMissingFile) {
+TEST(ZolFacts, FileSizeText) {
     ZolTest::TempDir dir;
     const std::pair<off_t, const char*> cases[] = {{0, "0 B"},           {1024, "1024 B"},
                                                    {1025, "1.00098 KB"}, {1536, "1.5 KB"},
@@ -82,10 +62,10 @@ TEST(ToolSizeText, ThresholdsAndMissingFile) {
     for (const auto& [size, text] : cases) {
         std::string path = dir.Write(ZolTest::Bytes{}, "f" + std::to_string(size));
         ASSERT_EQ(truncate(path.c_str(), size), 0);
-        EXPECT_EQ(FormatFileSize(path), text) << size;
+        EXPECT_EQ(FileSizeText(path), text) << size;
     }
     // A missing file gives the platform's message for the error, and nothing else.
-    EXPECT_EQ(FormatFileSize(dir / "missing.zol"), std::strerror(ENOENT));
+    EXPECT_EQ(FileSizeText(dir / "missing.zol"), std::strerror(ENOENT));
 }
 
 AttributeMap Result(const std::string& name,
@@ -95,8 +75,14 @@ AttributeMap Result(const std::string& name,
     return map;
 }
 
+// The summary's entries: those behind "Zol File Size", the first of a model without history
+// or root attributes.
 Entries Summary(const GroupShapes& shapes, const std::vector<AttributeMap>& results) {
-    return EntriesOf([&](ReportWriter& w) { WriteModelSummary(w, shapes, results); });
+    ModelFacts facts;
+    facts.summary = SummarizeModel(shapes, results);
+    Entries entries = ReportEntries(facts);
+    EXPECT_EQ(entries.at(0).key, "Zol File Size");
+    return Entries(entries.begin() + 1, entries.end());
 }
 
 // The summary after its category and the counts of parts, cut-sections, iso-surfaces,
@@ -111,7 +97,7 @@ Entries Expected(const std::string& category, std::vector<const char*> counts, E
     return head;
 }
 
-TEST(ToolModelSummary, CountsSortingAndMerging) {
+TEST(ZolFacts, SummaryCountsSortingAndMerging) {
     // Shapes without a group "Geometry": no "Parts", and the other groups still count.
     GroupShapes shapes{{"Cut-Sections", {"C1", "C2"}},
                        {"Iso-Surfaces", {"I"}},
@@ -143,7 +129,7 @@ TEST(ToolModelSummary, CountsSortingAndMerging) {
                         {"Frequencies", "50"}}));
 }
 
-TEST(ToolModelSummary, CategoryAndTitle) {
+TEST(ZolFacts, SummaryCategoryAndTitle) {
     const std::pair<const char*, AttributeValue> attributes[] = {
         {"Category", AttributeValue::Text("Vibration")},
         {"LoadCase", AttributeValue::Unsigned(3)},
@@ -159,12 +145,12 @@ TEST(ToolModelSummary, CategoryAndTitle) {
         for (size_t i = std::size(attributes); i-- > first;) {
             results.push_back(Result("R", {{attributes[i].first, attributes[i].second}}));
         }
-        EXPECT_EQ(Summary({}, results).at(0).second, expected[first]);
+        EXPECT_EQ(Summary({}, results).at(0).value, expected[first]);
     }
     // The smallest of several categories and titles wins.
     EXPECT_EQ(Summary({}, {Result("A", {{"Category", AttributeValue::Text("Thermal")}}),
                            Result("B", {{"Category", AttributeValue::Text("Modal")}})})[0]
-                  .second,
+                  .value,
               "Modal");
     // An unknown tag has no text, which is still a value: it is the smallest title, and a lone
     // empty value counts but its list joins to nothing and is left out.

@@ -2,7 +2,7 @@
 #include <cmath>
 #include <cstdint>
 
-namespace ZolInfo {
+namespace MrlZol {
 
 // Float to integer conversions that stay defined for any bit pattern a file may hold:
 // truncation toward zero, with values out of range (and NaN) taking the hardware's
@@ -17,4 +17,4 @@ inline uint32_t TruncateToUnsigned(float value) {
     return static_cast<uint32_t>(static_cast<int64_t>(value));
 }
 
-}  // namespace ZolInfo
+}  // namespace MrlZol
