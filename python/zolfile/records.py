@@ -63,6 +63,14 @@ def new_record(path, info, status, error=None):
             "entries": [], "history": [], "arrays": []}
 
 
+def _text(value):
+    # Bytes that aren't UTF-8 come from the binding as lone surrogates, which neither SQLite
+    # nor JSON takes; they are kept visible as \xNN.
+    if not isinstance(value, str) or value.isascii():
+        return value
+    return value.encode("utf-8", "surrogateescape").decode("utf-8", "backslashreplace")
+
+
 def read_model(path):
     """What the model says of itself: the record's fields past the file's identity.
 
@@ -74,11 +82,11 @@ def read_model(path):
         model = zolfile.open(path)
     except zolfile.Error as error:
         # The description without the rendering's throw time, so that records compare.
-        return {"status": REFUSED, "error_kind": error.kind, "error": error.description}
+        return {"status": REFUSED, "error_kind": error.kind, "error": _text(error.description)}
     return {
         "status": LOADED,
-        "version": model.version,
-        "entries": [[name, value] for name, value in model.report()],
-        "history": [{f: t[f] for f in HISTORY_FIELDS} for t in model.translations],
-        "arrays": [{f: getattr(a, f) for f in ARRAY_FIELDS} for a in model.arrays()],
+        "version": _text(model.version),
+        "entries": [[_text(name), _text(value)] for name, value in model.report()],
+        "history": [{f: _text(t[f]) for f in HISTORY_FIELDS} for t in model.translations],
+        "arrays": [{f: _text(getattr(a, f)) for f in ARRAY_FIELDS} for a in model.arrays()],
     }

@@ -34,7 +34,7 @@ CREATE TABLE IF NOT EXISTS history (
 CREATE TABLE IF NOT EXISTS arrays (
     file_id INTEGER NOT NULL REFERENCES files(id),
     seq INTEGER NOT NULL,
-    {", ".join(f"{field} {'INTEGER' if field == 'count' else 'TEXT'}"
+    {", ".join(f"{field} {'INTEGER' if field in ('kind', 'count') else 'TEXT'}"
                for field in ARRAY_FIELDS)},
     PRIMARY KEY (file_id, seq)) WITHOUT ROWID;
 CREATE INDEX IF NOT EXISTS entries_by_name ON entries (name, value);
