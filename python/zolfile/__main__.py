@@ -1,17 +1,18 @@
 """python3 -m zolfile COMMAND ...: the package's command-line tools."""
 
+import argparse
 import sys
 
 from . import catalog
 
-COMMANDS = {"catalog": catalog.main, "extract": catalog.main_extract}
+
+def main(argv=None):
+    parser = argparse.ArgumentParser(prog="python3 -m zolfile")
+    catalog.add_commands(parser.add_subparsers(required=True, metavar="command"))
+    args = parser.parse_args(argv)
+    args.run(args)
+    return 0
 
 
-def main(argv):
-    if not argv or argv[0] not in COMMANDS:
-        print(f"usage: python3 -m zolfile {{{','.join(COMMANDS)}}} ...", file=sys.stderr)
-        return 1
-    return COMMANDS[argv[0]](argv[1:])
-
-
-sys.exit(main(sys.argv[1:]))
+if __name__ == "__main__":
+    sys.exit(main())

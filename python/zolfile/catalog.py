@@ -5,7 +5,6 @@ catalog --import PART.jsonl... --db FILE             load the output of extract 
 extract PATH... [--jobs N] [--timeout S]             one JSON record per file on stdout
 """
 
-import argparse
 import collections
 import json
 import os
@@ -18,19 +17,26 @@ _SUMMARY_ORDER = (records.LOADED, records.REFUSED, records.FAILED, records.TIMED
                   "skipped", records.VANISHED)
 
 
-def _arguments(argv, command):
-    parser = argparse.ArgumentParser(prog=f"python3 -m zolfile {command}")
+def add_commands(commands):
+    """Adds catalog and extract to the subcommands of `python3 -m zolfile`."""
+    parser = commands.add_parser("catalog", help="record Zol files in an SQLite database")
+    _common_options(parser)
+    parser.add_argument("--db", required=True, metavar="FILE.sqlite")
+    parser.add_argument("--import", dest="parts", action="store_true",
+                        help="PATHs are JSON-lines files written by extract")
+    parser.add_argument("--retry-failed", action="store_true",
+                        help="read failed and timed out files again, changed or not")
+    parser.set_defaults(run=run_catalog)
+    parser = commands.add_parser("extract", help="one JSON line per Zol file on stdout")
+    _common_options(parser)
+    parser.set_defaults(run=run_extract)
+
+
+def _common_options(parser):
     parser.add_argument("paths", nargs="+", metavar="PATH")
-    if command == "catalog":
-        parser.add_argument("--db", required=True, metavar="FILE.sqlite")
-        parser.add_argument("--import", dest="parts", action="store_true",
-                            help="PATHs are JSON-lines files written by extract")
-        parser.add_argument("--retry-failed", action="store_true",
-                            help="read failed and timed out files again, changed or not")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1, metavar="N")
     parser.add_argument("--timeout", type=float, default=120.0, metavar="SECONDS",
                         help="time limit for reading one file")
-    return parser.parse_args(argv)
 
 
 def _progress(total):
@@ -128,9 +134,8 @@ def extract(paths, out, read, jobs, timeout):
     return counts
 
 
-def main(argv, read=records.read_model):
+def run_catalog(options, read=records.read_model):
     started = time.monotonic()
-    options = _arguments(argv, "catalog")
     database = store.connect(options.db)
     try:
         if options.parts:
@@ -141,12 +146,9 @@ def main(argv, read=records.read_model):
     finally:
         database.close()
     _summary("catalog", counts, started)
-    return 0
 
 
-def main_extract(argv, read=records.read_model):
+def run_extract(options, read=records.read_model):
     started = time.monotonic()
-    options = _arguments(argv, "extract")
     counts = extract(options.paths, sys.stdout, read, options.jobs, options.timeout)
     _summary("extract", counts, started)
-    return 0

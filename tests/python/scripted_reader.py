@@ -5,9 +5,9 @@ After the magic a file holds one word: "crash" kills the worker, "hang" never re
 Run as a script it is `python3 -m zolfile` with this reader in place of the model.
 """
 
+import argparse
 import os
 import signal
-import sys
 import time
 
 from zolfile import catalog, records
@@ -33,5 +33,7 @@ def read(path):
 
 
 if __name__ == "__main__":
-    main = {"catalog": catalog.main, "extract": catalog.main_extract}[sys.argv[1]]
-    sys.exit(main(sys.argv[2:], read=read))
+    parser = argparse.ArgumentParser()
+    catalog.add_commands(parser.add_subparsers(required=True))
+    arguments = parser.parse_args()
+    arguments.run(arguments, read=read)
