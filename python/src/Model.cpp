@@ -2,8 +2,8 @@
 
 #include <pybind11/numpy.h>
 
-#include "Mrl/Zol/DataLoader.h"
 #include "Mrl/Hbf/HbFile.h"
+#include "Mrl/Zol/DataLoader.h"
 
 namespace py = pybind11;
 
@@ -19,9 +19,10 @@ void WarnOfFailure(const std::exception& failure) {
     }
 }
 
-MrlZol::ModelFacts Collect(MrlZol::Tree& tree, const std::string& fileSizeText,
-                           bool withArrays) {
-    return MrlZol::CollectModelFacts(tree, fileSizeText, withArrays, WarnOfFailure);
+// The arrays' loads are not checked in the pass: nothing of their payloads is read before
+// their values are asked for.
+MrlZol::ModelFacts Collect(MrlZol::Tree& tree, const std::string& fileSizeText, bool withArrays) {
+    return MrlZol::CollectModelFacts(tree, fileSizeText, withArrays, WarnOfFailure, false);
 }
 
 }  // namespace

@@ -58,22 +58,23 @@ py::list ArrayList(const ModelPointer& model) {
 
 void BindArray(py::module_& module) {
     py::class_<Array>(module, "Array", "One array of the model; its values are read on demand.")
-        .def_property_readonly("analysis", [](const Array& a) { return ToText(a.Record().analysis); })
+        .def_property_readonly("analysis",
+                               [](const Array& a) { return ToText(a.Record().analysis); })
         .def_property_readonly("geometry",
                                [](const Array& a) { return ToText(a.Record().geometryName); })
         .def_property_readonly("name", [](const Array& a) { return ToText(a.Record().itemName); })
-        .def_property_readonly("result", [](const Array& a) { return ToText(a.Record().resultName); })
+        .def_property_readonly("result",
+                               [](const Array& a) { return ToText(a.Record().resultName); })
         .def_property_readonly("instance",
                                [](const Array& a) { return ToText(a.Record().instanceName); })
         .def_property_readonly("kind", [](const Array& a) { return a.Record().kind; })
         .def_property_readonly("is_float", [](const Array& a) { return a.Record().isFloat; })
         .def_property_readonly("count", [](const Array& a) { return a.Record().count; })
-        .def_property_readonly("count", [](const Array& a) { return a.Record().count; },
-                               "The number of values, known without reading them.")
         .def_property_readonly("element_sets",
                                [](const Array& a) { return Texts(a.Record().elementSets); })
-        .def("values", [](const Array& a) { return a.model->LoadValues(a.index); },
-             "The values as a read-only numpy array: float32, or uint32 for connectivity.")
+        .def(
+            "values", [](const Array& a) { return a.model->LoadValues(a.index); },
+            "The values as a read-only numpy array: float32, or uint32 for connectivity.")
         .def("__repr__", [](const Array& a) {
             return py::str("<zolfile.Array {!r} of {!r}>")
                 .format(ToText(a.Record().itemName), ToText(a.Record().geometryName));
@@ -90,10 +91,12 @@ void BindModel(py::module_& module) {
                                        records.append(TranslationDict(record));
                                    return records;
                                })
-        .def("report", [](const Model& m) { return ReportPairs(m, false); },
-             "The metadata report's entries as (name, value) pairs.")
-        .def("ekm_report", [](const Model& m) { return ReportPairs(m, true); },
-             "The report's entries in the EKM vocabulary.")
+        .def(
+            "report", [](const Model& m) { return ReportPairs(m, false); },
+            "The metadata report's entries as (name, value) pairs.")
+        .def(
+            "ekm_report", [](const Model& m) { return ReportPairs(m, true); },
+            "The report's entries in the EKM vocabulary.")
         .def("arrays", &ArrayList, "Every array of the data dump, in its order.");
 }
 

@@ -8,11 +8,11 @@
     model.to_meshio("Static").write("wheel.vtu")
 """
 from ._zolfile import Array, Error, Model, open
-from .mesh import Mesh, analyses, mesh, to_meshio
+from .mesh import Mesh, MeshError, analyses, mesh, to_meshio
 
 # Model's own methods for what is written in Python.
 Model.analyses = analyses
 Model.mesh = mesh
 Model.to_meshio = to_meshio
 
-__all__ = ["Array", "Error", "Mesh", "Model", "open"]
+__all__ = ["Array", "Error", "Mesh", "MeshError", "Model", "open"]

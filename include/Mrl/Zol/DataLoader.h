@@ -29,6 +29,10 @@ public:
     // position, the payload's bounds in its block), so it fails where LoadTo would; returns
     // the number of elements LoadTo gives.
     uint32_t CheckLoad(ElementTag acceptedTag) const;
+    // The payload as stored, checked as LoadTo checks it, and its number of elements, for a
+    // caller that decodes it (DecodePayload) straight into memory of its own. Valid until
+    // the file is read again; null when there are no elements.
+    const uint8_t* TakePayload(ElementTag acceptedTag, uint32_t& count) const;
 
     MrlHbf::HbFile& file;
     std::string blockName;

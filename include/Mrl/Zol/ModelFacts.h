@@ -40,9 +40,10 @@ using FailureHandler = std::function<void(const std::exception&)>;
 
 // Gathers the facts of a loaded tree: the root attributes, then one pass over the shapes.
 // A failure in either step goes to onFailure and the step ends there; the facts hold what
-// was gathered. With withArrays the pass also makes the records of the arrays.
+// was gathered. With withArrays the pass also makes the records of the arrays, their loads
+// checked unless checkLoads is false (see CollectModelData).
 ModelFacts CollectModelFacts(Tree& tree, const std::string& fileSizeText, bool withArrays,
-                             const FailureHandler& onFailure);
+                             const FailureHandler& onFailure, bool checkLoads = true);
 
 // The report's entries in their order: history, root facts, file size, summary.
 std::vector<ReportEntry> ReportEntries(const ModelFacts& facts);

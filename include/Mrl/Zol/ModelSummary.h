@@ -36,9 +36,11 @@ struct ModelSummary {
 // One pass over the shapes in id order: classifies them by their groups, copies the
 // attributes of every result array and, if `arrays` is given, makes a record of every array
 // that is not a link, its load checked. A failure raises; what was gathered before stays.
+// Without checkLoads nothing of the arrays is read: a record's count is the one its item
+// claims, and a bad payload fails when its values are read.
 void CollectModelData(Tree& tree, GroupShapes& groupShapes,
-                      std::vector<AttributeMap>& resultAttributes,
-                      std::vector<ArrayRecord>* arrays);
+                      std::vector<AttributeMap>& resultAttributes, std::vector<ArrayRecord>* arrays,
+                      bool checkLoads = true);
 
 ModelSummary SummarizeModel(const GroupShapes& groupShapes,
                             const std::vector<AttributeMap>& resultAttributes);

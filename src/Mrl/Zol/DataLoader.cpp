@@ -113,14 +113,22 @@ MrlHbf::Block* DataLoader::SeekPayload(uint32_t acceptedTag) const {
     return &index.GetBlock(index.GetReadingBlockIndex(blockName, file.GetStream()));
 }
 
+const uint8_t* DataLoader::TakePayload(ElementTag acceptedTag, uint32_t& count) const {
+    count = 0;
+    MrlHbf::Block* block = SeekPayload(acceptedTag);
+    if (block == nullptr) return nullptr;
+    // The payload is taken in one piece from one block, checked against what that block
+    // holds before anything is sized by it.
+    const uint8_t* payload = block->Take(static_cast<uint32_t>(byteSize));
+    count = static_cast<uint32_t>(byteSize >> 2);
+    return payload;
+}
+
 template <class T>
 void DataLoader::LoadInto(std::vector<T>& target, uint32_t acceptedTag) const {
-    MrlHbf::Block* block = SeekPayload(acceptedTag);
-    if (block == nullptr) return;
-    // The payload is taken in one piece from one block, checked against what that block
-    // holds before the target grows.
-    const uint8_t* payload = block->Take(static_cast<uint32_t>(byteSize));
-    uint32_t n = static_cast<uint32_t>(byteSize >> 2);
+    uint32_t n = 0;
+    const uint8_t* payload = TakePayload(static_cast<ElementTag>(acceptedTag), n);
+    if (payload == nullptr) return;
     target.resize(n);
     DecodePayload(payload, n, components, isPlanar != 0,
                   reinterpret_cast<uint32_t*>(target.data()));

@@ -46,7 +46,7 @@ RootFacts MakeRootFacts(const AttributeMap& attributes) {
 }  // namespace
 
 ModelFacts CollectModelFacts(Tree& tree, const std::string& fileSizeText, bool withArrays,
-                             const FailureHandler& onFailure) {
+                             const FailureHandler& onFailure, bool checkLoads) {
     ModelFacts facts;
     facts.translations = tree.translations;
     facts.fileSizeText = fileSizeText;
@@ -60,7 +60,8 @@ ModelFacts CollectModelFacts(Tree& tree, const std::string& fileSizeText, bool w
     GroupShapes groupShapes;
     std::vector<AttributeMap> resultAttributes;
     try {
-        CollectModelData(tree, groupShapes, resultAttributes, withArrays ? &facts.arrays : nullptr);
+        CollectModelData(tree, groupShapes, resultAttributes, withArrays ? &facts.arrays : nullptr,
+                         checkLoads);
     } catch (const std::exception& failure) {
         onFailure(failure);
     }

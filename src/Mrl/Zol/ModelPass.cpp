@@ -70,12 +70,12 @@ void CollectResultAttributes(const GeometryData& item, std::vector<AttributeMap>
     results.push_back(std::move(attributes));
 }
 
-// Makes the record of one item, its load checked here where a failure ends the pass; the
-// values themselves are read when asked for. Links only add their element set to their
-// target.
+// Makes the record of one item, its load checked here where a failure ends the pass unless
+// the check is left to the load; the values themselves are read when asked for. Links only
+// add their element set to their target.
 void CollectRecord(const GeometryData& item, uint32_t index, uint32_t geometryId,
                    const Geometry& geometry, const std::string& analysis,
-                   std::vector<ArrayRecord>& arrays, RecordOfItem& recordOfItem) {
+                   std::vector<ArrayRecord>& arrays, RecordOfItem& recordOfItem, bool checkLoads) {
     if (item.linked) {
         auto target = recordOfItem.find({item.linkedGeometryId, item.linkedDataIndex});
         if (target != recordOfItem.end())
@@ -90,9 +90,12 @@ void CollectRecord(const GeometryData& item, uint32_t index, uint32_t geometryId
     record.kind = item.kind;
     record.isFloat = !IsConnectivityKind(item.kind);
     if (const DataLoader* loader = item.array.GetLoader()) {
-        // Only the blocks around this payload stay in memory while the pass goes on.
-        loader->file.GetIndex().ReleaseBlocksOutside(loader->blockName, loader->position);
-        record.count = loader->CheckLoad(record.isFloat ? FloatElementTag : UnsignedElementTag);
+        record.count = static_cast<uint32_t>(loader->byteSize >> 2);
+        if (checkLoads) {
+            // Only the blocks around this payload stay in memory while the pass goes on.
+            loader->file.GetIndex().ReleaseBlocksOutside(loader->blockName, loader->position);
+            record.count = loader->CheckLoad(record.isFloat ? FloatElementTag : UnsignedElementTag);
+        }
         record.loader = item.array.loader;
     }
     record.elementSets.push_back(geometry.name);
@@ -102,7 +105,7 @@ void CollectRecord(const GeometryData& item, uint32_t index, uint32_t geometryId
 
 void CollectShape(Tree& tree, const TreeEntry& shapeEntry, GroupShapes& groupShapes,
                   std::vector<AttributeMap>& resultAttributes, std::vector<ArrayRecord>* arrays,
-                  RecordOfItem& recordOfItem) {
+                  RecordOfItem& recordOfItem, bool checkLoads) {
     const TreeEntry& parent = tree.GetReqNode(shapeEntry.parent);
     ClassifyShape(tree, parent, shapeEntry.data->name, groupShapes);
     std::string analysis = AnalysisName(tree, parent);
@@ -113,7 +116,8 @@ void CollectShape(Tree& tree, const TreeEntry& shapeEntry, GroupShapes& groupSha
         const GeometryData& item = geometry->data[i];
         CollectResultAttributes(item, resultAttributes);
         if (arrays != nullptr) {
-            CollectRecord(item, i, geometryEntry.id, *geometry, analysis, *arrays, recordOfItem);
+            CollectRecord(item, i, geometryEntry.id, *geometry, analysis, *arrays, recordOfItem,
+                          checkLoads);
         }
     }
 }
@@ -121,12 +125,12 @@ void CollectShape(Tree& tree, const TreeEntry& shapeEntry, GroupShapes& groupSha
 }  // namespace
 
 void CollectModelData(Tree& tree, GroupShapes& groupShapes,
-                      std::vector<AttributeMap>& resultAttributes,
-                      std::vector<ArrayRecord>* arrays) {
+                      std::vector<AttributeMap>& resultAttributes, std::vector<ArrayRecord>* arrays,
+                      bool checkLoads) {
     RecordOfItem recordOfItem;
     for (auto& [id, entry] : tree.GetEntries()) {
         if (entry.data == nullptr || entry.data->GetClassName() != "Shape") continue;
-        CollectShape(tree, entry, groupShapes, resultAttributes, arrays, recordOfItem);
+        CollectShape(tree, entry, groupShapes, resultAttributes, arrays, recordOfItem, checkLoads);
     }
 }
 
