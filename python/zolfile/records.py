@@ -1,11 +1,16 @@
 """The catalogue's record of one file: finding Zol files and reading one into plain data.
 
 A record is a dict that pickles, serialises as one JSON line and goes into the database as
-is: path, size, mtime_ns, status, version, error_kind, error, entries, history, arrays.
+is: path, size, mtime_ns, status, version, error_kind, error, messages, entries, history,
+arrays.
 """
 
+import contextlib
 import os
 import stat
+import sys
+import tempfile
+import warnings
 
 MAGIC = b"\x89HBF\r\n\x1a\n"
 
@@ -60,7 +65,7 @@ def new_record(path, info, status, error=None):
     """A record with the file's identity and nothing read from it yet."""
     return {"path": path, "size": info.st_size, "mtime_ns": info.st_mtime_ns,
             "status": status, "version": None, "error_kind": None, "error": error,
-            "entries": [], "history": [], "arrays": []}
+            "messages": None, "entries": [], "history": [], "arrays": []}
 
 
 def _text(value):
@@ -74,8 +79,34 @@ def _text(value):
 def read_model(path):
     """What the model says of itself: the record's fields past the file's identity.
 
-    Array counts come from the descriptors; no array's values are read.
+    What the library writes on standard error and the binding's warnings (failures of the
+    collecting steps) become the record's messages. Array counts come from the
+    descriptors; no array's values are read.
     """
+    with tempfile.TemporaryFile() as written:
+        with _standard_error_into(written), warnings.catch_warnings(record=True) as caught:
+            warnings.simplefilter("always")
+            outcome = _read_model(path)
+        written.seek(0)
+        messages = written.read().decode("utf-8", "backslashreplace")
+    messages += "".join(f"{warning.message}\n" for warning in caught)
+    outcome["messages"] = _text(messages) or None
+    return outcome
+
+
+@contextlib.contextmanager
+def _standard_error_into(file):
+    sys.stderr.flush()
+    saved = os.dup(2)
+    os.dup2(file.fileno(), 2)
+    try:
+        yield
+    finally:
+        os.dup2(saved, 2)
+        os.close(saved)
+
+
+def _read_model(path):
     import zolfile
 
     try:

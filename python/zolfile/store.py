@@ -19,7 +19,8 @@ CREATE TABLE IF NOT EXISTS files (
     status TEXT NOT NULL,
     version TEXT,
     error_kind INTEGER,
-    error TEXT);
+    error TEXT,
+    messages TEXT);
 CREATE TABLE IF NOT EXISTS entries (
     file_id INTEGER NOT NULL REFERENCES files(id),
     seq INTEGER NOT NULL,
@@ -43,7 +44,8 @@ CREATE INDEX IF NOT EXISTS files_by_status ON files (status);
 """
 
 _CHILDREN = ("entries", "history", "arrays")
-_FILE_COLUMNS = ("path", "size", "mtime_ns", "status", "version", "error_kind", "error")
+_FILE_COLUMNS = ("path", "size", "mtime_ns", "status", "version", "error_kind", "error",
+                 "messages")
 _UPSERT = (f"INSERT INTO files ({', '.join(_FILE_COLUMNS)}) "
            f"VALUES ({', '.join('?' * len(_FILE_COLUMNS))}) ON CONFLICT (path) DO UPDATE SET "
            + ", ".join(f"{c} = excluded.{c}" for c in _FILE_COLUMNS[1:]) + " RETURNING id")
@@ -89,7 +91,8 @@ def mark_vanished(database, paths):
     with _transaction(database):
         for path in paths:
             (file_id,) = database.execute(
-                "UPDATE files SET status = ?, version = NULL, error_kind = NULL, error = NULL "
+                "UPDATE files SET status = ?, version = NULL, error_kind = NULL, error = NULL, "
+                "messages = NULL "
                 "WHERE path = ? RETURNING id", (VANISHED, path)).fetchone()
             _delete_children(database, file_id)
 

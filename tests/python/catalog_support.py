@@ -32,7 +32,7 @@ def snapshot(database_path):
     """Everything a catalogue holds, keyed by path so that row ids don't matter."""
     with sqlite3.connect(database_path) as database:
         files = database.execute("SELECT path, size, mtime_ns, status, version, error_kind, "
-                                 "error FROM files ORDER BY path").fetchall()
+                                 "error, messages FROM files ORDER BY path").fetchall()
         children = {table: [row[:1] + row[2:] for row in database.execute(
             f"SELECT f.path, c.* FROM {table} c JOIN files f ON f.id = c.file_id "
             "ORDER BY f.path, c.seq")]

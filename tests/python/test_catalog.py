@@ -32,7 +32,7 @@ def test_every_outcome_is_one_row(tmp_path):
                                "0 skipped, 0 vanished")
     files, children = snapshot(tmp_path / "c.sqlite")
     outcomes = {os.path.relpath(path, share): (status, kind, error)
-                for path, _, _, status, _, kind, error in files}
+                for path, _, _, status, _, kind, error, _ in files}
     assert outcomes == {
         "a.zol": ("loaded", None, None), "b.dat": ("loaded", None, None),
         "c": ("refused", 3, "refuse: too new"),

@@ -19,7 +19,8 @@ ZOLINFO = os.environ.get("ZOLINFO_EXE", os.path.join(ROOT, "build", "ZolInfo"))
 ZOLGEN = os.environ.get("ZOLGEN_EXE", os.path.join(ROOT, "build", "zolgen"))
 WHEEL = os.path.join(ROOT, "examples", "wheel.zol")
 ATTRIBUTE = re.compile(r'^\s*<attribute name="(.*)" value="(.*)"/>$', re.M)
-DESCRIPTION = re.compile(r"Description : (.*) \n {7}File : ", re.S)
+# The description of a library exception, or the whole text of a bare one (zlib's).
+REFUSAL = re.compile(r"Exception: (?:.*?Description : (.*) \n {7}File : |([^\n]*)\n)", re.S)
 
 
 def damaged(data):
@@ -60,7 +61,9 @@ def zolinfo(path, tmp_path):
     done = subprocess.run([ZOLINFO, path, str(out)], capture_output=True, text=True,
                           env=dict(os.environ, MORLANE_TEMP_PATH=str(tmp_path)))
     if done.returncode == 2:
-        return "refused", DESCRIPTION.search(done.stderr).group(1)
+        # What the library printed before the refusal is the record's messages.
+        printed = done.stderr.split("\n", 1)[1].split("Exception: ")[0] or None
+        return "refused", ["".join(REFUSAL.search(done.stderr).groups("")), printed]
     assert done.returncode == 0, done.stderr
     return "loaded", [list(entry) for entry in ATTRIBUTE.findall(out.read_text())]
 
@@ -69,7 +72,8 @@ def test_catalogue_agrees_with_zolinfo(share, tmp_path):
     stderr = run([sys.executable, "-m", "zolfile"], "catalog", str(share), "--db",
                  str(tmp_path / "c.sqlite"))
     files, children = snapshot(tmp_path / "c.sqlite")
-    recorded = {path: (status, error) for path, _, _, status, _, _, error in files}
+    recorded = {path: (status, [error, messages])
+                for path, _, _, status, _, _, error, messages in files}
     entries = {}
     for path, _, name, value in children["entries"]:
         entries.setdefault(path, []).append([name, value])
