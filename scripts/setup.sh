@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, if any are missing.
 set -euo pipefail
-# The zolfile Python package needs the python3-* packages, for Debian's /usr/bin/python3.
+# The zolfile Python package needs the python3-* packages, for Debian's /usr/bin/python3;
+# the catalogue's progress bar needs tqdm and its scale-out test GNU parallel.
 packages=(g++ cmake make libgtest-dev zlib1g-dev libdeflate-dev
-    python3-dev python3-numpy python3-pybind11 python3-pytest python3-meshio "$@")
+    python3-dev python3-numpy python3-pybind11 python3-pytest python3-meshio python3-tqdm parallel
+    "$@")
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||

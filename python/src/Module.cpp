@@ -69,6 +69,7 @@ void BindArray(py::module_& module) {
                                [](const Array& a) { return ToText(a.Record().instanceName); })
         .def_property_readonly("kind", [](const Array& a) { return a.Record().kind; })
         .def_property_readonly("is_float", [](const Array& a) { return a.Record().isFloat; })
+        .def_property_readonly("count", [](const Array& a) { return a.Record().count; })
         .def_property_readonly("element_sets",
                                [](const Array& a) { return Texts(a.Record().elementSets); })
         .def(

@@ -1,9 +1,11 @@
-"""python3 -m zolfile report MODEL [--ekm] | convert MODEL OUT [--analysis NAME]"""
+"""python3 -m zolfile report MODEL [--ekm] | convert MODEL OUT [--analysis NAME]
+                   | catalog PATH... --db FILE | extract PATH..."""
 import argparse
 import json
 import sys
 
 import zolfile
+from zolfile import catalog
 
 
 def report(args):
@@ -38,7 +40,9 @@ def add_commands(commands):
 
 def main(argv=None):
     parser = argparse.ArgumentParser(prog="python3 -m zolfile")
-    add_commands(parser.add_subparsers(required=True, metavar="command"))
+    commands = parser.add_subparsers(required=True, metavar="command")
+    add_commands(commands)
+    catalog.add_commands(commands)
     args = parser.parse_args(argv)
     try:
         args.run(args)

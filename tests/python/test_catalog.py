@@ -1,0 +1,130 @@
+"""The catalogue's machinery (walk, pool, database, resume, scale-out) with a scripted reader."""
+
+import os
+import signal
+import sqlite3
+import subprocess
+import time
+
+import pytest
+
+from catalog_support import ENV, SCRIPTED, run, snapshot, statuses, write
+
+
+def catalog(tmp_path, *paths, db="c.sqlite"):
+    return run(SCRIPTED, "catalog", *map(str, paths), "--db", str(tmp_path / db),
+               "--jobs", "2", "--timeout", "1")
+
+
+def summary(stderr):
+    return stderr.strip().splitlines()[-1].rsplit(",", 1)[0]
+
+
+def test_every_outcome_is_one_row(tmp_path):
+    share = tmp_path / "share"
+    for name, word in [("a.zol", "one"), ("b.dat", "two"), ("c", "refuse: too new"),
+                       ("deep/d.zol", "crash"), ("e.zol", "hang"), ("f.zol", "raise it")]:
+        write(str(share / name), word)
+    write(str(share / "g.zol"), "not a zol file", magic=b"\x89HBF\r\n\x1a\x0b")
+    write(str(tmp_path / "named.txt"), "plain", magic=b"")
+    stderr = catalog(tmp_path, share, tmp_path / "named.txt")
+    assert summary(stderr) == ("catalog: 2 loaded, 1 refused, 2 failed, 1 timed out, "
+                               "0 skipped, 0 vanished")
+    files, children = snapshot(tmp_path / "c.sqlite")
+    outcomes = {os.path.relpath(path, share): (status, kind, error)
+                for path, _, _, status, _, kind, error, _ in files}
+    assert outcomes == {
+        "a.zol": ("loaded", None, None), "b.dat": ("loaded", None, None),
+        "c": ("refused", 3, "refuse: too new"),
+        "deep/d.zol": ("failed", None, "worker ended by signal SIGSEGV"),
+        "e.zol": ("timed out", None, "no result within 1 s"),
+        "f.zol": ("failed", None, "ValueError: raise it")}
+    assert [row[0] for row in children["entries"]] == [str(share / "a.zol"),
+                                                       str(share / "b.dat")]
+    assert summary(run(SCRIPTED, "catalog", str(share), "--db", str(tmp_path / "c.sqlite"),
+                       "--timeout", "1", "--retry-failed")) == (
+        "catalog: 0 loaded, 0 refused, 2 failed, 1 timed out, 3 skipped, 0 vanished")
+
+
+def test_rerun_skips_unchanged_updates_changed_marks_vanished(tmp_path):
+    share = tmp_path / "share"
+    for name in "abcd":
+        write(str(share / name), name)
+    catalog(tmp_path, share)
+    first = snapshot(tmp_path / "c.sqlite")
+    assert "0 loaded" in summary(catalog(tmp_path, share))
+    assert snapshot(tmp_path / "c.sqlite") == first
+
+    write(str(share / "a"), "changed")
+    os.remove(share / "b")
+    write(str(share / "e"), "new")
+    assert summary(catalog(tmp_path, share)) == (
+        "catalog: 2 loaded, 0 refused, 0 failed, 0 timed out, 2 skipped, 1 vanished")
+    files, children = snapshot(tmp_path / "c.sqlite")
+    assert [(os.path.basename(f[0]), f[3]) for f in files] == [
+        ("a", "loaded"), ("b", "vanished"), ("c", "loaded"), ("d", "loaded"), ("e", "loaded")]
+    assert [(os.path.basename(p), v) for p, _, _, v in children["entries"]] == [
+        ("a", "changed"), ("c", "c"), ("d", "d"), ("e", "new")]
+
+    # A catalogue of another directory leaves these rows alone; the file's return revives it.
+    assert "0 vanished" in catalog(tmp_path, tmp_path / "elsewhere")
+    write(str(share / "b"), "b")
+    assert "1 loaded" in catalog(tmp_path, share)
+    assert statuses(tmp_path / "c.sqlite") == {"loaded": 5}
+
+
+def test_killed_run_resumes_to_the_same_catalogue(tmp_path):
+    share = tmp_path / "share"
+    count = 600
+    for number in range(count):
+        write(str(share / f"{number:04}.zol"), f"slow {number}")
+    database_path = tmp_path / "killed.sqlite"
+    process = subprocess.Popen(SCRIPTED + ["catalog", str(share), "--db", str(database_path),
+                                           "--jobs", "2"], env=ENV, stderr=subprocess.DEVNULL)
+    recorded = 0
+    while not recorded and process.poll() is None:
+        time.sleep(0.02)
+        with sqlite3.connect(database_path) as database:  # reads while the run writes
+            try:
+                recorded = database.execute("SELECT count(*) FROM files").fetchone()[0]
+            except sqlite3.OperationalError:  # no schema yet
+                pass
+    process.send_signal(signal.SIGKILL)
+    process.wait()
+    assert 0 < recorded < count, "the run was not killed in the middle"
+
+    with sqlite3.connect(database_path) as database:
+        # Each recorded file has all its rows: one entry, one translation, one array.
+        assert database.execute(
+            "SELECT count(*) FROM files WHERE (SELECT count(*) FROM entries WHERE file_id = id)"
+            " + (SELECT count(*) FROM history WHERE file_id = id)"
+            " + (SELECT count(*) FROM arrays WHERE file_id = id) != 3").fetchone()[0] == 0
+        recorded = database.execute("SELECT count(*) FROM files").fetchone()[0]
+    assert f"{count - recorded} loaded" in catalog(tmp_path, share, db="killed.sqlite")
+    catalog(tmp_path, share, db="clean.sqlite")
+    assert snapshot(database_path) == snapshot(tmp_path / "clean.sqlite")
+
+
+@pytest.mark.parametrize("recipe", ["extract", "parallel"])
+def test_scaled_out_extraction_imports_to_the_same_catalogue(tmp_path, recipe):
+    share = tmp_path / "share"
+    for number, word in enumerate(["refuse: no", "crash", "x & <y>", "\u00e9l\u00e8ve"] * 5):
+        write(str(share / f"sub{number % 3}" / f"{number}.zol"), word)
+    write(str(share / "notes.txt"), "plain", magic=b"")
+    catalog(tmp_path, share)
+    part = tmp_path / "part.jsonl"
+    with open(part, "w") as out:
+        if recipe == "extract":
+            run(SCRIPTED, "extract", str(share), "--timeout", "1", stdout=out)
+        else:
+            with open(tmp_path / "files.txt", "w") as files:
+                subprocess.run(["find", str(share), "-type", "f"], stdout=files, check=True)
+            run(["parallel", "--arg-file", str(tmp_path / "files.txt"), "-n", "4",
+                 "--joblog", str(tmp_path / "jobs.log"), "--resume"],
+                *SCRIPTED, "extract", "--jobs", "1", stdout=out)
+    with open(part, "a") as out:
+        out.write('{"path": "cut short')
+    stderr = run(SCRIPTED, "catalog", "--import", str(part), "--db",
+                 str(tmp_path / "imported.sqlite"))
+    assert "part.jsonl:21: not a whole record, skipped" in stderr
+    assert snapshot(tmp_path / "imported.sqlite") == snapshot(tmp_path / "c.sqlite")
