@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, if any are missing.
 set -euo pipefail
-packages=(g++ cmake make libgtest-dev zlib1g-dev libdeflate-dev "$@")
+packages=(g++ cmake make libgtest-dev zlib1g-dev libdeflate-dev groff-base pkg-config "$@")
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||
