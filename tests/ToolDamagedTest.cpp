@@ -196,16 +196,7 @@ Bytes Model(const Shape& s) {
     model.Shape(at({5, 2, 3, 0, 6, 6, "Cut", "Shape", "0.2"}), "0.2");
     std::vector<GeomItem> cut;
     if (planar) {
-        cut = {GeomItem{.name = "Node Ids",
-                        .kind = 12,
-                        .link = true,
-                        .linkedGeometryId = 4,
-                        .linkedDataIndex = 1},
-               GeomItem{.name = "Stress\x1EStep 1",
-                        .kind = 12,
-                        .link = true,
-                        .linkedGeometryId = 4,
-                        .linkedDataIndex = 4}};
+        cut = {LinkItem("Node Ids", 12, 4, 1), LinkItem("Stress\x1EStep 1", 12, 4, 4)};
     }
     model.Geometry(at({6, 5, 0, 0, 0, 0, "Cut", "Geometry", s.geometryVersion}), cut);
 
