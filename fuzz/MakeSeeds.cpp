@@ -101,16 +101,7 @@ Bytes BuildModel(const Variant& v) {
     model.Shape(at({7, 6, 0, 0, 8, 8, "Cut 1", "Shape", v.shapeVersion}), v.materialVersion);
     std::vector<GeomItem> cut;
     if (v.links && Planar(v.geometryVersion)) {
-        cut = {GeomItem{.name = "Node Ids",
-                        .kind = 12,
-                        .link = true,
-                        .linkedGeometryId = 5,
-                        .linkedDataIndex = 1},
-               GeomItem{.name = "Stress\x1EStep 1",
-                        .kind = 12,
-                        .link = true,
-                        .linkedGeometryId = 5,
-                        .linkedDataIndex = 5}};
+        cut = {LinkItem("Node Ids", 12, 5, 1), LinkItem("Stress\x1EStep 1", 12, 5, 5)};
     } else {
         cut = {model.HeavyItem("Node Ids", 12, FloatBits({1, 2, 3}), 1, Planar(v.geometryVersion))};
     }

@@ -79,32 +79,4 @@ TEST(LogManager, SecondLogFileKeepsTheFirst) {
     EXPECT_FALSE(fs::exists(second));
 }
 
-TEST(LogManager, TraceLogPlacement) {
-    TempDir temp, home, work;
-    const std::string tempPath = temp.path.string(), homeLog = home / "ZolInfo_trace.log";
-    // Each run stops at the usage text, whatever became of the log.
-    auto errorsOf = [&](const std::string& tempVariable) {
-        RunResult result =
-            RunTool({ZOLINFO_EXE}, work.path,
-                    {"MORLANE_TEMP_PATH=" + tempVariable, "HOME=" + home.path.string()});
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, std::string("Usage: ") + ZOLINFO_EXE +
-                                  " [options] <zol_file_path> [output_file_path]\n");
-        return result.err;
-    };
-
-    // The temp variable comes first, its separator appended without looking; the log file is
-    // emptied at every run.
-    std::ofstream(temp / "ZolInfo_trace.log") << "old contents\n";
-    EXPECT_EQ(errorsOf(tempPath + "/"), "Writing log to \"" + tempPath + "//ZolInfo_trace.log\"\n");
-    EXPECT_EQ(ReadText(temp / "ZolInfo_trace.log"), "");
-    // A directory that can't be written: no log and no fallback.
-    EXPECT_EQ(errorsOf(temp / "missing"),
-              "Unable to set log file.Log information will be discorded.\n");
-    EXPECT_FALSE(fs::exists(homeLog));
-    // Set but empty falls back to the home directory.
-    EXPECT_EQ(errorsOf(""), "Writing log to \"" + homeLog + "\"\n");
-    EXPECT_TRUE(fs::exists(homeLog));
-}
-
 }  // namespace

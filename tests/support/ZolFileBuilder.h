@@ -164,6 +164,15 @@ struct GeomItem {
     uint8_t reserved = 0;
 };
 
+// An item that borrows the array at `dataIndex` of the Geometry with id `geometryId`.
+inline GeomItem LinkItem(std::string name, uint32_t kind, uint32_t geometryId, uint32_t dataIndex) {
+    return {.name = std::move(name),
+            .kind = kind,
+            .link = true,
+            .linkedGeometryId = geometryId,
+            .linkedDataIndex = dataIndex};
+}
+
 // Splits `contents` at the given offsets into physical blocks of one name (plain or compressed).
 // Named apart from the overload below: a braced {28} would pick that one and cut every 28 bytes.
 void AddPiecesCutAt(ZolFileBuilder& file, const std::string& name, const Bytes& contents,
