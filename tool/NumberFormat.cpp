@@ -112,65 +112,95 @@ Quotient ScaleDown(uint32_t m, int e, int u, float v) {
     return {q, CompareHalf(remainder, divisor)};
 }
 
-// Lays out six digits with decimal exponent E as %g does: trailing zeros dropped, fixed
-// notation for exponents from -4 to 5, else d.ddddde+XX. Every copy has a fixed size; the
-// bytes written past the text are scratch.
-char* LayOutGeneral(char* out, bool negative, uint32_t digits, int E) {
-    char d[16];
-    std::memcpy(d, &kDigitPairs[2 * (digits / 10000)], 2);
-    std::memcpy(d + 2, &kDigitPairs[2 * (digits / 100 % 100)], 2);
-    std::memcpy(d + 4, &kDigitPairs[2 * (digits % 100)], 2);
-    std::memcpy(d + 6, "0000000000", 10);
-    // Trailing zero digits: zero bytes at the top of the digits less '0', the first is never 0.
-    uint64_t word;
-    std::memcpy(&word, d, 8);
-    word = (word ^ 0x3030303030303030u) << 16;
-    const int last = 5 - __builtin_clzll(word) / 8;
-    *out = '-';
-    out += negative ? 1 : 0;
+// Six digits as ASCII, the first in the lowest byte, two '0' above them.
+uint64_t DigitWord(uint32_t digits) {
+    uint16_t pairs[3];
+    std::memcpy(&pairs[0], &kDigitPairs[2 * (digits / 10000)], 2);
+    std::memcpy(&pairs[1], &kDigitPairs[2 * (digits / 100 % 100)], 2);
+    std::memcpy(&pairs[2], &kDigitPairs[2 * (digits % 100)], 2);
+    return pairs[0] | uint64_t{pairs[1]} << 16 | uint64_t{pairs[2]} << 32 | 0x3030ull << 48;
+}
+
+// Six digits with decimal exponent E, laid out as %g does: trailing zeros dropped, fixed notation
+// for exponents from -4 to 5, else d.ddddde+XX.
+FloatParts DigitParts(bool negative, uint32_t digits, int E) {
+    FloatParts parts;
+    parts.kind = FloatParts::kDigits;
+    parts.negative = negative;
+    parts.exponent = static_cast<int8_t>(E);
+    parts.word = DigitWord(digits);
+    // Trailing zero digits are zero bytes at the top of the word less '0'; the first digit is
+    // never zero.
+    const int last = 5 - __builtin_clzll((parts.word ^ 0x3030303030303030u) << 16) / 8;
+    parts.last = static_cast<int8_t>(last);
+    int length;
     if (E >= 0 && E < 6) {
-        std::memcpy(out, d, 8);
-        if (last <= E) return out + E + 1;
+        length = last > E ? last + 2 : E + 1;
+    } else if (E < 0 && E >= -4) {
+        length = 2 - E + last;
+    } else {
+        length = (last > 0 ? last + 2 : 1) + 4;
+    }
+    parts.length = static_cast<uint8_t>(length + (negative ? 1 : 0));
+    return parts;
+}
+
+FloatParts TextParts(double v) {
+    FloatParts parts;
+    parts.kind = FloatParts::kText;
+    parts.length = static_cast<uint8_t>(FormatFloat(parts.text, v) - parts.text);
+    return parts;
+}
+
+// Every store has a fixed size; the bytes written past the text are scratch.
+void WriteDigits(char* out, const FloatParts& parts) {
+    const int E = parts.exponent;
+    const uint64_t word = parts.word;
+    if (E >= 0 && E < 6) {
+        std::memcpy(out, &word, 8);
+        if (parts.last <= E) return;
+        const uint64_t fraction = word >> (8 * (E + 1));
         out[E + 1] = '.';
-        std::memcpy(out + E + 2, d + E + 1, 8);
-        return out + last + 2;
+        std::memcpy(out + E + 2, &fraction, 8);
+        return;
     }
     if (E < 0 && E >= -4) {
         std::memcpy(out, "0.000000", 8);
-        std::memcpy(out + 1 - E, d, 8);
-        return out + 2 - E + last;
+        std::memcpy(out + 1 - E, &word, 8);
+        return;
     }
-    out[0] = d[0];
+    const uint64_t rest = word >> 8;
+    out[0] = static_cast<char>(word);
     out[1] = '.';
-    std::memcpy(out + 2, d + 1, 8);
-    out += last > 0 ? last + 2 : 1;
+    std::memcpy(out + 2, &rest, 8);
+    out += parts.last > 0 ? parts.last + 2 : 1;
     out[0] = 'e';
     out[1] = E < 0 ? '-' : '+';
     std::memcpy(out + 2, &kDigitPairs[2 * (E < 0 ? -E : E)], 2);
-    return out + 4;
 }
 
 }  // namespace
 
-char* FormatFloat(char* out, float v) {
+FloatParts SplitFloat(float v) {
 #ifndef MRL_FAST_PATHS
-    return FormatFloat(out, static_cast<double>(v));
+    return TextParts(v);
 #endif
     uint32_t bits;
     std::memcpy(&bits, &v, sizeof bits);
     const uint32_t biased = (bits >> 23) & 0xFF;
     // Specials and values below 2^-67 (outside the table of powers of five) take the general way.
-    if (biased == 0xFF || biased < 60) return FormatFloat(out, static_cast<double>(v));
+    if (biased == 0xFF || biased < 60) return TextParts(v);
     const bool negative = (bits >> 31) != 0;
     // Whole numbers below a million print as integers; zero never gets here.
     if (v > -1e6f && v < 1e6f) {
         const auto whole = static_cast<int32_t>(v);
         if (static_cast<float>(whole) == v) {
-            *out = '-';
-            const auto magnitude = static_cast<uint32_t>(negative ? -whole : whole);
-            char* end = out + (negative ? 1 : 0) + DigitCount(magnitude);
-            WriteDigitsBefore(end, magnitude);
-            return end;
+            FloatParts parts;
+            parts.kind = FloatParts::kWhole;
+            parts.negative = negative;
+            parts.word = static_cast<uint32_t>(negative ? -whole : whole);
+            parts.length = static_cast<uint8_t>(DigitCount(parts.word) + (negative ? 1 : 0));
+            return parts;
         }
     }
     const uint32_t m = (bits & 0x7FFFFF) | 0x800000;
@@ -199,9 +229,29 @@ char* FormatFloat(char* out, float v) {
             digits = 100000;
             ++E;
         }
-        return LayOutGeneral(out, negative, digits, E);
+        return DigitParts(negative, digits, E);
     }
-    return FormatFloat(out, static_cast<double>(v));
+    return TextParts(v);
+}
+
+char* WriteFloat(char* out, const FloatParts& parts) {
+    char* const end = out + parts.length;
+    if (parts.kind == FloatParts::kText) {
+        std::memcpy(out, parts.text, kNumberTextMax);
+        return end;
+    }
+    *out = '-';
+    out += parts.negative ? 1 : 0;
+    if (parts.kind == FloatParts::kWhole) {
+        WriteDigitsBefore(end, parts.word);
+    } else {
+        WriteDigits(out, parts);
+    }
+    return end;
+}
+
+char* FormatFloat(char* out, float v) {
+    return WriteFloat(out, SplitFloat(v));
 }
 
 char* FormatFloat(char* out, double v) {

@@ -55,16 +55,15 @@ void OutputBuffer::Line(std::string_view s) {
 }
 
 void OutputBuffer::FloatField(float v, int width) {
-    char text[kNumberTextMax];
-    const auto length = static_cast<int>(FormatFloat(text, v) - text);
-    if (width < 0 || width > kInPlaceWidth || length > 16) {
-        return Field(text, static_cast<size_t>(length), width);
+    const FloatParts parts = SplitFloat(v);
+    const int length = parts.length;
+    if (width < 0 || width > kInPlaceWidth) {
+        char text[kNumberTextMax];
+        return Field(text, static_cast<size_t>(WriteFloat(text, parts) - text), width);
     }
     if (cursor_ >= end_) Flush();
     std::memcpy(cursor_, "                ", 16);
-    char* start = cursor_ + kFieldLead + (length < width ? width - length : 0);
-    std::memcpy(start, text, 16);
-    cursor_ = start + length;
+    cursor_ = WriteFloat(cursor_ + kFieldLead + (length < width ? width - length : 0), parts);
 }
 
 void OutputBuffer::Field(uint64_t magnitude, bool negative, int digits, int width) {
