@@ -8,12 +8,13 @@ import re
 import sys
 
 CLASSIC, NC4 = "ncdump -v classic | pipe", "ncdump -v netCDF-4 | pipe"
-# Each row is set against peers of the same model: (peer label, compared quantity, wording).
+# Each row is set against peers of the same model: (peer label, compared quantity, wording); a
+# quantity named "/nsv" is the peer's ns/value over this row's, how many times fewer this needs.
 AGAINST = {
     "metadata report": [("ncdump -h", "median", "× the time of ncdump -h")],
     "EKM report": [("metadata report", "median", "× the metadata report")],
     "dump | pipe": [(CLASSIC, "rate", "× the text rate of ncdump -v classic"),
-                    (CLASSIC, "nsv", "× its ns/value"),
+                    (CLASSIC, "/nsv", "× fewer ns/value than it"),
                     (NC4, "rate", "× the text rate of ncdump -v netCDF-4")],
     "dump > file": [("dump | pipe", "median", "× the time into a pipe")],
     "dump > /dev/null": [("dump | pipe", "median", "× the time into a pipe")],
@@ -44,11 +45,15 @@ def table(rows):
         notes = []
         for label, key, words in AGAINST.get(r["label"], []):
             peer = by.get((r["model"], label))
-            if peer and peer[key]:
+            if peer and key == "/nsv" and r["nsv"]:
+                notes.append("%.2f%s" % (peer["nsv"] / r["nsv"], words))
+            elif peer and key != "/nsv" and peer[key]:
                 notes.append("%.2f%s" % (r[key] / peer[key], words))
         rate = "%.0f" % r["rate"] if r["rate"] >= 10 else "%.2f" % r["rate"]
+        # A bar inside a cell would end it.
+        label = r["label"].replace("|", "\\|")
         lines.append("| %s | %.1f MiB | %s | %.3f (%.3f–%.3f) | %s | %s | %.0f | %s |" % (
-            r["model"], r["zol"] / 2**20, r["label"], r["median"], r["low"], r["high"], rate,
+            r["model"], r["zol"] / 2**20, label, r["median"], r["low"], r["high"], rate,
             "%.1f" % r["nsv"] if r["nsv"] else "–", r["rss"], "; ".join(notes)))
     return "\n".join(lines)
 
