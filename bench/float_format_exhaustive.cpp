@@ -44,9 +44,11 @@ void CheckRange(uint64_t begin, uint64_t end, Mismatches& found, std::atomic<uin
     char reference[64];
     uint64_t local = 0;
     for (uint64_t bits = begin; bits < end; ++bits) {
-        const double v = FromBits(static_cast<uint32_t>(bits));
+        // The float overload is the dump's; printf sees the same value widened.
+        const float v = FromBits(static_cast<uint32_t>(bits));
         const size_t length = static_cast<size_t>(ZolInfo::FormatFloat(mine, v) - mine);
-        const int expected = std::snprintf(reference, sizeof reference, "%g", v);
+        const int expected =
+            std::snprintf(reference, sizeof reference, "%g", static_cast<double>(v));
         if (length != static_cast<size_t>(expected) || std::memcmp(mine, reference, length) != 0) {
             ++local;
             std::lock_guard<std::mutex> guard(found.lock);

@@ -1,5 +1,6 @@
 #include "NumberFormat.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -46,125 +47,211 @@ constexpr uint64_t kPowersOfFive[] = {
     7450580596923828125ull,
 };
 
-Wide PowerOfFive(int t) {
-    if (t < 28) return kPowersOfFive[t];
-    return Wide{kPowersOfFive[27]} * kPowersOfFive[t - 27];
+// 10^k as doubles, k from -45 to 39: to pick the decimal exponent of a float, which the exact
+// digit step below confirms.
+constexpr int kLowestPower = -45;
+constexpr std::array<double, 85> kPowersOfTen = [] {
+    std::array<double, 85> powers{};
+    double up = 1;
+    for (int k = 0; k <= 39; ++k, up *= 10) powers[static_cast<size_t>(k - kLowestPower)] = up;
+    long double down = 1;
+    for (int k = -1; k >= kLowestPower; --k) {
+        down /= 10;
+        powers[static_cast<size_t>(k - kLowestPower)] = static_cast<double>(down);
+    }
+    return powers;
+}();
+
+double PowerOfTen(int k) {
+    return kPowersOfTen[static_cast<size_t>(k - kLowestPower)];
 }
 
-// The six significant digits of m * 2^e for the decimal exponent E: the quotient of the exact
-// value by 10^(E-5), rounded half to even as printf rounds. Returns false when E is too small
-// for the quotient to be inside [100000, 1000000) before rounding; `low` and `high` tell which.
-bool SixDigits(uint32_t m, int e, int E, uint32_t& digits, bool& low) {
-    Wide quotient, remainder, divisor;
-    if (E <= 5) {
-        // value * 10^t = m * 5^t * 2^(e + t)
-        int t = 5 - E;
-        Wide product = Wide{m} * PowerOfFive(t);
-        int shift = e + t;
-        if (shift >= 0) {
-            quotient = product << shift;
-            remainder = 0;
-            divisor = 1;
-        } else {
-            quotient = product >> -shift;
-            remainder = product & ((Wide{1} << -shift) - 1);
-            divisor = Wide{1} << -shift;
-        }
+// The digits of a float before rounding: the integer quotient of its exact value by 10^(E-5),
+// and whether the remainder is below, at or above half the divisor.
+struct Quotient {
+    uint64_t digits;
+    int half;  // -1, 0 or 1
+};
+
+template <typename Int>
+int CompareHalf(Int remainder, Int divisor) {
+    const Int twice = remainder << 1;
+    return twice < divisor ? -1 : (twice == divisor ? 0 : 1);
+}
+
+// m * 2^e * 10^t for t >= 0: an exact product and a shift; 64 bits suffice up to 5^16.
+template <typename Int>
+Quotient ScaleUp(uint32_t m, int e, int t) {
+    const Int product = Int{m} * static_cast<Int>(kPowersOfFive[t]);
+    const int shift = e + t;
+    if (shift >= 0) return {static_cast<uint64_t>(product << shift), -1};
+    const Int divisor = Int{1} << -shift;
+    return {static_cast<uint64_t>(product >> -shift),
+            CompareHalf(product & (divisor - 1), divisor)};
+}
+
+// m * 2^e / 10^u for u > 0: the quotient estimated in floating point, where it is off by at
+// most one, then made exact by integer multiplication.
+Quotient ScaleDown(uint32_t m, int e, int u, float v) {
+    const int shift = e - u;
+    const Wide numerator = shift >= 0 ? Wide{m} << shift : Wide{m};
+    const Wide five =
+        u < 28 ? Wide{kPowersOfFive[u]} : Wide{kPowersOfFive[27]} * kPowersOfFive[u - 27];
+    const Wide divisor = shift >= 0 ? five : five << -shift;
+    auto q = static_cast<uint64_t>(static_cast<double>(v < 0 ? -v : v) * PowerOfTen(-u));
+    Wide product = Wide{q} * divisor;
+    while (product > numerator) {
+        --q;
+        product -= divisor;
+    }
+    Wide remainder = numerator - product;
+    while (remainder >= divisor) {
+        ++q;
+        remainder -= divisor;
+    }
+    return {q, CompareHalf(remainder, divisor)};
+}
+
+// Six digits as ASCII, the first in the lowest byte, two '0' above them.
+uint64_t DigitWord(uint32_t digits) {
+    uint16_t pairs[3];
+    std::memcpy(&pairs[0], &kDigitPairs[2 * (digits / 10000)], 2);
+    std::memcpy(&pairs[1], &kDigitPairs[2 * (digits / 100 % 100)], 2);
+    std::memcpy(&pairs[2], &kDigitPairs[2 * (digits % 100)], 2);
+    return pairs[0] | uint64_t{pairs[1]} << 16 | uint64_t{pairs[2]} << 32 | 0x3030ull << 48;
+}
+
+// Six digits with decimal exponent E, laid out as %g does: trailing zeros dropped, fixed notation
+// for exponents from -4 to 5, else d.ddddde+XX.
+FloatParts DigitParts(bool negative, uint32_t digits, int E) {
+    FloatParts parts;
+    parts.kind = FloatParts::kDigits;
+    parts.negative = negative;
+    parts.exponent = static_cast<int8_t>(E);
+    parts.word = DigitWord(digits);
+    // Trailing zero digits are zero bytes at the top of the word less '0'; the first digit is
+    // never zero.
+    const int last = 5 - __builtin_clzll((parts.word ^ 0x3030303030303030u) << 16) / 8;
+    parts.last = static_cast<int8_t>(last);
+    int length;
+    if (E >= 0 && E < 6) {
+        length = last > E ? last + 2 : E + 1;
+    } else if (E < 0 && E >= -4) {
+        length = 2 - E + last;
     } else {
-        // value / 10^t = m * 2^(e - t) / 5^t
-        int t = E - 5;
-        int shift = e - t;
-        Wide numerator = Wide{m};
-        divisor = PowerOfFive(t);
-        if (shift >= 0) {
-            numerator <<= shift;
-        } else {
-            divisor <<= -shift;
-        }
-        quotient = numerator / divisor;
-        remainder = numerator % divisor;
+        length = (last > 0 ? last + 2 : 1) + 4;
     }
-    if (quotient < 100000 || quotient >= 1000000) {
-        low = quotient < 100000;
-        return false;
-    }
-    digits = static_cast<uint32_t>(quotient);
-    Wide twice = remainder << 1;
-    if (twice > divisor || (twice == divisor && (digits & 1) != 0)) ++digits;
-    return true;
+    parts.length = static_cast<uint8_t>(length + (negative ? 1 : 0));
+    return parts;
 }
 
-// Lays out six digits with decimal exponent E as %g does: trailing zeros dropped, fixed
-// notation for exponents from -4 to 5, else d.ddddde+XX.
-char* LayOutGeneral(char* out, bool negative, uint32_t digits, int E) {
-    char d[6];
-    for (int i = 5; i >= 0; --i) {
-        d[i] = static_cast<char>('0' + digits % 10);
-        digits /= 10;
+FloatParts TextParts(double v) {
+    FloatParts parts;
+    parts.kind = FloatParts::kText;
+    parts.length = static_cast<uint8_t>(FormatFloat(parts.text, v) - parts.text);
+    return parts;
+}
+
+// Every store has a fixed size; the bytes written past the text are scratch.
+void WriteDigits(char* out, const FloatParts& parts) {
+    const int E = parts.exponent;
+    const uint64_t word = parts.word;
+    if (E >= 0 && E < 6) {
+        std::memcpy(out, &word, 8);
+        if (parts.last <= E) return;
+        const uint64_t fraction = word >> (8 * (E + 1));
+        out[E + 1] = '.';
+        std::memcpy(out + E + 2, &fraction, 8);
+        return;
     }
-    int last = 5;
-    while (last > 0 && d[last] == '0') --last;
-    if (negative) *out++ = '-';
-    if (E < -4 || E >= 6) {
-        *out++ = d[0];
-        if (last > 0) {
-            *out++ = '.';
-            for (int i = 1; i <= last; ++i) *out++ = d[i];
-        }
-        *out++ = 'e';
-        *out++ = E < 0 ? '-' : '+';
-        int magnitude = E < 0 ? -E : E;
-        *out++ = static_cast<char>('0' + magnitude / 10);
-        *out++ = static_cast<char>('0' + magnitude % 10);
-        return out;
+    if (E < 0 && E >= -4) {
+        std::memcpy(out, "0.000000", 8);
+        std::memcpy(out + 1 - E, &word, 8);
+        return;
     }
-    if (E >= 0) {
-        for (int i = 0; i <= E; ++i) *out++ = d[i];
-        if (last > E) {
-            *out++ = '.';
-            for (int i = E + 1; i <= last; ++i) *out++ = d[i];
-        }
-        return out;
-    }
-    *out++ = '0';
-    *out++ = '.';
-    for (int i = 0; i < -E - 1; ++i) *out++ = '0';
-    for (int i = 0; i <= last; ++i) *out++ = d[i];
-    return out;
+    const uint64_t rest = word >> 8;
+    out[0] = static_cast<char>(word);
+    out[1] = '.';
+    std::memcpy(out + 2, &rest, 8);
+    out += parts.last > 0 ? parts.last + 2 : 1;
+    out[0] = 'e';
+    out[1] = E < 0 ? '-' : '+';
+    std::memcpy(out + 2, &kDigitPairs[2 * (E < 0 ? -E : E)], 2);
 }
 
 }  // namespace
 
-char* FormatFloat(char* out, float v) {
+FloatParts SplitFloat(float v) {
 #ifndef MRL_FAST_PATHS
-    return FormatFloat(out, static_cast<double>(v));
+    return TextParts(v);
 #endif
     uint32_t bits;
     std::memcpy(&bits, &v, sizeof bits);
-    uint32_t biased = (bits >> 23) & 0xFF;
-    // Specials, zero, whole numbers and the tiny values outside the table take the general way.
-    if (biased == 0xFF || biased < 60 ||
-        (v > -1e6f && v < 1e6f && v == static_cast<float>(static_cast<int32_t>(v)))) {
-        return FormatFloat(out, static_cast<double>(v));
-    }
-    uint32_t m = (bits & 0x7FFFFF) | 0x800000;
-    int e = static_cast<int>(biased) - 150;
-    // floor(log10) from the binary exponent; may be one too small, which the loop corrects.
-    int binary = e + 23;
-    int E = (binary * 78913) >> 18;
-    uint32_t digits = 0;
-    bool low = false;
-    for (int tries = 0; tries < 3; ++tries) {
-        if (SixDigits(m, e, E, digits, low)) {
-            if (digits == 1000000) {
-                digits = 100000;
-                ++E;
-            }
-            return LayOutGeneral(out, (bits >> 31) != 0, digits, E);
+    const uint32_t biased = (bits >> 23) & 0xFF;
+    // Specials and values below 2^-67 (outside the table of powers of five) take the general way.
+    if (biased == 0xFF || biased < 60) return TextParts(v);
+    const bool negative = (bits >> 31) != 0;
+    // Whole numbers below a million print as integers; zero never gets here.
+    if (v > -1e6f && v < 1e6f) {
+        const auto whole = static_cast<int32_t>(v);
+        if (static_cast<float>(whole) == v) {
+            FloatParts parts;
+            parts.kind = FloatParts::kWhole;
+            parts.negative = negative;
+            parts.word = static_cast<uint32_t>(negative ? -whole : whole);
+            parts.length = static_cast<uint8_t>(DigitCount(parts.word) + (negative ? 1 : 0));
+            return parts;
         }
-        E += low ? -1 : 1;
     }
-    return FormatFloat(out, static_cast<double>(v));
+    const uint32_t m = (bits & 0x7FFFFF) | 0x800000;
+    const int e = static_cast<int>(biased) - 150;
+    // floor(log10) from the binary exponent is right or one too small; one comparison settles it,
+    // and the range check of the quotient guards the rest.
+    int E = ((e + 23) * 78913) >> 18;
+    if (static_cast<double>(negative ? -v : v) >= PowerOfTen(E + 1)) ++E;
+    for (int tries = 0; tries < 3; ++tries) {
+        const int t = 5 - E;
+        if (t > 27) break;
+        const Quotient q = t < 0 ? ScaleDown(m, e, -t, v)
+                                 : (t <= 16 ? ScaleUp<uint64_t>(m, e, t) : ScaleUp<Wide>(m, e, t));
+        if (q.digits < 100000) {
+            --E;
+            continue;
+        }
+        if (q.digits >= 1000000) {
+            ++E;
+            continue;
+        }
+        auto digits = static_cast<uint32_t>(q.digits);
+        // Half way rounds to even, as printf does.
+        if (q.half > 0 || (q.half == 0 && (digits & 1) != 0)) ++digits;
+        if (digits == 1000000) {
+            digits = 100000;
+            ++E;
+        }
+        return DigitParts(negative, digits, E);
+    }
+    return TextParts(v);
+}
+
+char* WriteFloat(char* out, const FloatParts& parts) {
+    char* const end = out + parts.length;
+    if (parts.kind == FloatParts::kText) {
+        std::memcpy(out, parts.text, kNumberTextMax);
+        return end;
+    }
+    *out = '-';
+    out += parts.negative ? 1 : 0;
+    if (parts.kind == FloatParts::kWhole) {
+        WriteDigitsBefore(end, parts.word);
+    } else {
+        WriteDigits(out, parts);
+    }
+    return end;
+}
+
+char* FormatFloat(char* out, float v) {
+    return WriteFloat(out, SplitFloat(v));
 }
 
 char* FormatFloat(char* out, double v) {
@@ -192,11 +279,15 @@ char* FormatFloat(char* out, double v) {
 }
 
 char* FormatUnsigned(char* out, uint64_t v) {
-    return std::to_chars(out, out + kNumberTextMax, v).ptr;
+    char* end = out + DigitCount(v);
+    WriteDigitsBefore(end, v);
+    return end;
 }
 
 char* FormatSigned(char* out, int64_t v) {
-    return std::to_chars(out, out + kNumberTextMax, v).ptr;
+    if (v >= 0) return FormatUnsigned(out, static_cast<uint64_t>(v));
+    *out = '-';
+    return FormatUnsigned(out + 1, 0 - static_cast<uint64_t>(v));
 }
 
 std::string FloatText(double v) {

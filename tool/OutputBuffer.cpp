@@ -4,13 +4,10 @@
 #include <cstring>
 #include <ostream>
 
-#include "NumberFormat.h"
-
 namespace ZolInfo {
 
 namespace {
 
-constexpr size_t kFieldLead = 4;
 // Below this a buffer would flush on almost every field.
 constexpr size_t kMinCapacity = 64;
 
@@ -19,7 +16,9 @@ constexpr size_t kMinCapacity = 64;
 OutputBuffer::OutputBuffer(std::ostream& os, size_t capacity)
     : os_(os),
       capacity_(std::max(capacity, kMinCapacity)),
-      data_(std::make_unique_for_overwrite<char[]>(capacity_)) {}
+      data_(std::make_unique_for_overwrite<char[]>(capacity_ + kSlack)),
+      cursor_(data_.get()),
+      end_(data_.get() + capacity_) {}
 
 OutputBuffer::~OutputBuffer() {
     // A stream with exceptions enabled may throw from write; a destructor must not pass that on.
@@ -30,15 +29,15 @@ OutputBuffer::~OutputBuffer() {
 }
 
 void OutputBuffer::Flush() {
-    if (used_ == 0) return;
-    const size_t pending = used_;
+    if (cursor_ == data_.get()) return;
+    const auto pending = static_cast<std::streamsize>(cursor_ - data_.get());
     // Cleared first, so that a write that throws is not repeated by the destructor.
-    used_ = 0;
-    os_.write(data_.get(), static_cast<std::streamsize>(pending));
+    cursor_ = data_.get();
+    os_.write(data_.get(), pending);
 }
 
 void OutputBuffer::Put(std::string_view s) {
-    if (s.size() > capacity_ - used_) {
+    if (s.size() > static_cast<size_t>(end_ - cursor_)) {
         Flush();
         // A text larger than the whole buffer gains nothing from being copied in pieces.
         if (s.size() >= capacity_) {
@@ -46,13 +45,8 @@ void OutputBuffer::Put(std::string_view s) {
             return;
         }
     }
-    std::memcpy(data_.get() + used_, s.data(), s.size());
-    used_ += s.size();
-}
-
-void OutputBuffer::Put(char c) {
-    if (used_ == capacity_) Flush();
-    data_[used_++] = c;
+    std::memcpy(cursor_, s.data(), s.size());
+    cursor_ += s.size();
 }
 
 void OutputBuffer::Line(std::string_view s) {
@@ -61,46 +55,38 @@ void OutputBuffer::Line(std::string_view s) {
 }
 
 void OutputBuffer::FloatField(float v, int width) {
-    char text[kNumberTextMax];
-    Field(text, static_cast<size_t>(FormatFloat(text, v) - text), width);
+    const FloatParts parts = SplitFloat(v);
+    const int length = parts.length;
+    if (width < 0 || width > kInPlaceWidth) {
+        char text[kNumberTextMax];
+        return Field(text, static_cast<size_t>(WriteFloat(text, parts) - text), width);
+    }
+    if (cursor_ >= end_) Flush();
+    std::memcpy(cursor_, "                ", 16);
+    cursor_ = WriteFloat(cursor_ + kFieldLead + (length < width ? width - length : 0), parts);
 }
 
-void OutputBuffer::SignedField(int64_t v, int width) {
+void OutputBuffer::Field(uint64_t magnitude, bool negative, int digits, int width) {
     char text[kNumberTextMax];
-    Field(text, static_cast<size_t>(FormatSigned(text, v) - text), width);
-}
-
-void OutputBuffer::UnsignedField(uint64_t v, int width) {
-    char text[kNumberTextMax];
-    Field(text, static_cast<size_t>(FormatUnsigned(text, v) - text), width);
+    char* end = text + digits + (negative ? 1 : 0);
+    char* start = WriteDigitsBefore(end, magnitude);
+    if (negative) start[-1] = '-';
+    Field(text, static_cast<size_t>(end - text), width);
 }
 
 void OutputBuffer::Field(const char* text, size_t length, int width) {
     // A width of zero or below pads nothing, as with setw.
     const size_t columns = width > 0 ? static_cast<size_t>(width) : 0;
-    const size_t blanks = kFieldLead + (columns > length ? columns - length : 0);
-    const size_t total = blanks + length;
-    if (total > capacity_ - used_) {
-        Flush();
-        if (total > capacity_) {
-            // Only a width near the capacity gets here; the hot path stays a single copy.
-            PutBlanks(blanks);
-            Put(std::string_view(text, length));
-            return;
-        }
-    }
-    char* at = data_.get() + used_;
-    std::memset(at, ' ', blanks);
-    std::memcpy(at + blanks, text, length);
-    used_ += total;
+    PutBlanks(kFieldLead + (columns > length ? columns - length : 0));
+    Put(std::string_view(text, length));
 }
 
 void OutputBuffer::PutBlanks(size_t count) {
     while (count > 0) {
-        if (used_ == capacity_) Flush();
-        const size_t step = std::min(count, capacity_ - used_);
-        std::memset(data_.get() + used_, ' ', step);
-        used_ += step;
+        if (cursor_ >= end_) Flush();
+        const size_t step = std::min(count, static_cast<size_t>(end_ - cursor_));
+        std::memset(cursor_, ' ', step);
+        cursor_ += step;
         count -= step;
     }
 }

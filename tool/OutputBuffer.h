@@ -4,9 +4,12 @@
 // the stream's own formatting and sentry for each of them costs far more than the numbers do.
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
 #include <memory>
 #include <string_view>
+
+#include "NumberFormat.h"
 
 namespace ZolInfo {
 
@@ -21,7 +24,10 @@ public:
     OutputBuffer& operator=(const OutputBuffer&) = delete;
 
     void Put(std::string_view s);
-    void Put(char c);
+    void Put(char c) {
+        if (cursor_ >= end_) Flush();
+        *cursor_++ = c;
+    }
     // s and a line feed.
     void Line(std::string_view s);
 
@@ -29,20 +35,44 @@ public:
     // blanks on the left. A number longer than the width is written whole. The text equals
     // `os << "    " << std::setw(width) << v` on a stream with default settings.
     void FloatField(float v, int width);
-    void SignedField(int64_t v, int width);
-    void UnsignedField(uint64_t v, int width);
+    void SignedField(int64_t v, int width) {
+        const bool negative = v < 0;
+        const uint64_t magnitude =
+            negative ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v);
+        DigitsField(magnitude, negative, width);
+    }
+    void UnsignedField(uint64_t v, int width) { DigitsField(v, false, width); }
 
     // Writes the pending bytes with one os.write. It does not flush the stream itself.
     void Flush();
 
 private:
+    // Fields up to this width are written in place: blanks with one 16-byte store, the number
+    // at its final column. Scratch bytes past a field stay inside the slack behind the capacity.
+    static constexpr int kInPlaceWidth = 12;
+    static constexpr size_t kSlack = 64;
+    static constexpr size_t kFieldLead = 4;
+
+    void DigitsField(uint64_t magnitude, bool negative, int width) {
+        const int digits = DigitCount(magnitude);
+        if (width < 0 || width > kInPlaceWidth) return Field(magnitude, negative, digits, width);
+        if (cursor_ >= end_) Flush();
+        std::memcpy(cursor_, "                ", 16);
+        const int length = digits + (negative ? 1 : 0);
+        char* end = cursor_ + kFieldLead + (length > width ? length : width);
+        char* start = WriteDigitsBefore(end, magnitude);
+        if (negative) start[-1] = '-';
+        cursor_ = end;
+    }
+    void Field(uint64_t magnitude, bool negative, int digits, int width);
     void Field(const char* text, size_t length, int width);
     void PutBlanks(size_t count);
 
     std::ostream& os_;
     size_t capacity_;
     std::unique_ptr<char[]> data_;
-    size_t used_ = 0;
+    char* cursor_;
+    char* end_;  // data_ + capacity_; a field may start below it and run into the slack
 };
 
 }  // namespace ZolInfo
