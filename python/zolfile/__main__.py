@@ -2,6 +2,7 @@
                    | catalog PATH... --db FILE | extract PATH..."""
 import argparse
 import json
+import os
 import sys
 
 import zolfile
@@ -51,6 +52,10 @@ def main(argv=None):
         return 2
     except zolfile.MeshError as error:
         print(f"error: {error}", file=sys.stderr)
+        return 1
+    except BrokenPipeError:
+        # The reader left early (| head): no traceback, and nothing more to flush at exit.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 1
     return 0
 
