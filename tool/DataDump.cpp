@@ -65,6 +65,52 @@ size_t IntCount(const DataRecord* record) {
     return record != nullptr && !record->isFloat ? record->Size() : 0;
 }
 
+// The arrays of one value section stream side by side. Arrays outside the block that holds
+// most of their bytes are read whole first, within a limit; past it the rows go in chunks, each
+// array's share of a chunk read in the order of the blocks, so that one block and the chunk are
+// in memory at a time, at the cost of unpacking blocks once per chunk.
+void WriteValueRows(OutputBuffer& out, const std::vector<DataRecord*>& used, size_t nodeCount) {
+    constexpr size_t kChunkBytes = 32 << 20;
+    bool chunked = !ReadOutsideMainBlock(used, kChunkBytes);
+    std::vector<ValueStream> streams;
+    std::vector<size_t> perRow;  // values each record gives a row
+    std::vector<Column> columns;
+    streams.reserve(used.size());
+    size_t rowBytes = 0;
+    for (const DataRecord* record : used) {
+        streams.emplace_back(record);
+        size_t q = record->Size() / nodeCount;
+        bool nodeIds = record->resultName == "Node Ids";
+        perRow.push_back(nodeIds ? std::min<size_t>(q, 1) : q);
+        rowBytes += perRow.back() * 4;
+        for (size_t c = 0; c < q; ++c) {
+            columns.push_back({record, &streams.back(), c == 0, nodeIds});
+        }
+    }
+    std::vector<size_t> byBlock(used.size());
+    for (size_t k = 0; k < used.size(); ++k) byBlock[k] = k;
+    std::stable_sort(byBlock.begin(), byBlock.end(), [&](size_t a, size_t b) {
+        return used[a]->BlockEntry() < used[b]->BlockEntry();
+    });
+    size_t chunk =
+        chunked ? std::max<size_t>(1, kChunkBytes / std::max<size_t>(rowBytes, 1)) : nodeCount;
+    uint32_t bits = 0;
+    for (size_t first = 0; first < nodeCount; first += chunk) {
+        size_t rows = std::min(chunk, nodeCount - first);
+        if (chunked) {
+            for (size_t k : byBlock) streams[k].Fill(rows * perRow[k]);
+        }
+        for (size_t row = 0; row < rows; ++row) {
+            for (const Column& column : columns) {
+                // A "Node Ids" record gives value r to each of its columns.
+                if (column.first || !column.nodeIds) bits = column.stream->Next();
+                WriteValue(out, column, bits);
+            }
+            out.Put('\n');
+        }
+    }
+}
+
 }  // namespace
 
 void WriteDataDump(ArrayRecords& records, std::ostream& stream) {
@@ -179,7 +225,6 @@ void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, const std::vector<s
 
 void WriteResultValues(ArrayRecords& records, OutputBuffer& out, const RecordLists& byInstance,
                        size_t nodeCount) {
-    std::vector<Column> columns;
     std::vector<DataRecord*> used;
     for (const auto& [instance, list] : byInstance) {
         out.Line("Data : ");
@@ -196,26 +241,7 @@ void WriteResultValues(ArrayRecords& records, OutputBuffer& out, const RecordLis
         out.Line("    Values : ");
         used.clear();
         for (size_t index : list) used.push_back(&records[index]);
-        ReadOutsideMainBlock(used);
-        std::vector<ValueStream> streams;
-        streams.reserve(list.size());
-        columns.clear();
-        for (const DataRecord* record : used) {
-            streams.emplace_back(record);
-            size_t q = record->Size() / nodeCount;
-            bool nodeIds = record->resultName == "Node Ids";
-            for (size_t c = 0; c < q; ++c)
-                columns.push_back({record, &streams.back(), c == 0, nodeIds});
-        }
-        uint32_t bits = 0;
-        for (size_t row = 0; row < nodeCount; ++row) {
-            for (const Column& column : columns) {
-                // A "Node Ids" record gives value r to each of its columns.
-                if (column.first || !column.nodeIds) bits = column.stream->Next();
-                WriteValue(out, column, bits);
-            }
-            out.Put('\n');
-        }
+        WriteValueRows(out, used, nodeCount);
         out.Line("");
         for (DataRecord* record : used) {
             if (record->resultName != "Node Ids") record->ReleaseValues();

@@ -1,6 +1,7 @@
 #pragma once
 // The dump reads every array front to back, so it never needs one whole: a stream decodes a
 // window of values at a time from the array's block into a small buffer of its own.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -27,10 +28,14 @@ public:
         return value;
     }
 
+    // Reads the next n values now, once the window is used up, so that a caller can order the
+    // reads of several streams by their blocks.
+    void Fill(size_t n);
+
 private:
     static constexpr size_t kWindow = 16384;
 
-    void Refill();
+    void Refill() { Fill(std::min(kWindow, record_->Size() - next_)); }
 
     const MrlZol::ArrayRecord* record_;
     size_t next_ = 0;  // the element behind the window
@@ -41,7 +46,9 @@ private:
 
 // Readies the arrays of one part of the dump, which are read side by side, so that only one
 // block is in memory while they stream: those in the block that holds most of their bytes
-// stream from it, the others are read whole first, one block at a time.
-void ReadOutsideMainBlock(const std::vector<MrlZol::ArrayRecord*>& records);
+// stream from it, the others are read whole first, one block at a time. When those others
+// take more than `limit` bytes nothing is read and the result is false.
+bool ReadOutsideMainBlock(const std::vector<MrlZol::ArrayRecord*>& records,
+                          size_t limit = SIZE_MAX);
 
 }  // namespace ZolInfo
