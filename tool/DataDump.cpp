@@ -1,9 +1,11 @@
 #include "DataDump.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "Mrl/Zol/ValueConversion.h"
 #include "NumberFormat.h"
+#include "ValueStream.h"
 
 namespace ZolInfo {
 
@@ -28,31 +30,84 @@ void WriteList(OutputBuffer& out, std::string_view head, const std::vector<std::
     out.Line("");
 }
 
-// One column of a value line: record values q*r + c of the rows r, or value r of a
-// "Node Ids" record, printed as an integer.
+// One column of a value line: values q*r + c of the rows r of its record, or value r of a
+// "Node Ids" record, printed as an integer. The columns of one record share its stream and
+// take its values in row order.
 struct Column {
     const DataRecord* record;
-    size_t q;
-    size_t c;
+    ValueStream* stream;
+    bool first;  // the record's first column, which takes the row's values from the stream
     bool nodeIds;
 };
 
-void WriteValue(OutputBuffer& out, const Column& column, size_t row) {
-    const DataRecord& record = *column.record;
+void WriteValue(OutputBuffer& out, const Column& column, uint32_t bits) {
+    float value;
+    std::memcpy(&value, &bits, sizeof value);
     if (column.nodeIds) {
-        if (record.isFloat != 0) {
-            out.SignedField(TruncateToSigned(record.floatValues[row]), 10);
-        } else {
-            out.SignedField(static_cast<int32_t>(record.intValues[row]), 10);
-        }
+        out.SignedField(
+            column.record->isFloat ? TruncateToSigned(value) : static_cast<int32_t>(bits), 10);
         return;
     }
-    size_t at = column.q * row + column.c;
     // Integer arrays that reach the columns are printed as the integers they are.
-    if (record.isFloat != 0) {
-        out.FloatField(record.floatValues[at], 10);
+    if (column.record->isFloat) {
+        out.FloatField(value, 10);
     } else {
-        out.UnsignedField(record.intValues[at], 10);
+        out.UnsignedField(bits, 10);
+    }
+}
+
+// The number of values of a record that its kind lets a mesh line read.
+size_t FloatCount(const DataRecord* record) {
+    return record != nullptr && record->isFloat ? record->Size() : 0;
+}
+
+size_t IntCount(const DataRecord* record) {
+    return record != nullptr && !record->isFloat ? record->Size() : 0;
+}
+
+// The arrays of one value section stream side by side. Arrays outside the block that holds
+// most of their bytes are read whole first, within a limit; past it the rows go in chunks, each
+// array's share of a chunk read in the order of the blocks, so that one block and the chunk are
+// in memory at a time, at the cost of unpacking blocks once per chunk.
+void WriteValueRows(OutputBuffer& out, const std::vector<DataRecord*>& used, size_t nodeCount) {
+    constexpr size_t kChunkBytes = 32 << 20;
+    bool chunked = !ReadOutsideMainBlock(used, kChunkBytes);
+    std::vector<ValueStream> streams;
+    std::vector<size_t> perRow;  // values each record gives a row
+    std::vector<Column> columns;
+    streams.reserve(used.size());
+    size_t rowBytes = 0;
+    for (const DataRecord* record : used) {
+        streams.emplace_back(record);
+        size_t q = record->Size() / nodeCount;
+        bool nodeIds = record->resultName == "Node Ids";
+        perRow.push_back(nodeIds ? std::min<size_t>(q, 1) : q);
+        rowBytes += perRow.back() * 4;
+        for (size_t c = 0; c < q; ++c) {
+            columns.push_back({record, &streams.back(), c == 0, nodeIds});
+        }
+    }
+    std::vector<size_t> byBlock(used.size());
+    for (size_t k = 0; k < used.size(); ++k) byBlock[k] = k;
+    std::stable_sort(byBlock.begin(), byBlock.end(), [&](size_t a, size_t b) {
+        return used[a]->BlockEntry() < used[b]->BlockEntry();
+    });
+    size_t chunk =
+        chunked ? std::max<size_t>(1, kChunkBytes / std::max<size_t>(rowBytes, 1)) : nodeCount;
+    uint32_t bits = 0;
+    for (size_t first = 0; first < nodeCount; first += chunk) {
+        size_t rows = std::min(chunk, nodeCount - first);
+        if (chunked) {
+            for (size_t k : byBlock) streams[k].Fill(rows * perRow[k]);
+        }
+        for (size_t row = 0; row < rows; ++row) {
+            for (const Column& column : columns) {
+                // A "Node Ids" record gives value r to each of its columns.
+                if (column.first || !column.nodeIds) bits = column.stream->Next();
+                WriteValue(out, column, bits);
+            }
+            out.Put('\n');
+        }
     }
 }
 
@@ -130,43 +185,34 @@ void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, const std::vector<s
             elementIds = &record;
         }
     }
-    // Nodes first, then elements: the coordinates are gone before the connectivity arrives.
-    for (DataRecord* record : {nodes, coordinates}) {
-        if (record != nullptr) record->LoadValues();
-    }
     size_t nodeCount = nodes != nullptr ? nodes->Size() : 0;
     size_t elementCount = elementIds != nullptr ? elementIds->Size() : 0;
 
     // Only complete lines are printed: a node needs its id and three coordinates, an
     // element its length; nothing is read past the end of an array.
     out.Line("    Coordinates : ");
-    size_t printable = nodes != nullptr ? std::min(nodeCount, nodes->floatValues.size()) : 0;
-    printable =
-        std::min(printable, coordinates != nullptr ? coordinates->floatValues.size() / 3 : 0);
+    ReadOutsideMainBlock({nodes, coordinates});
+    size_t printable = std::min({nodeCount, FloatCount(nodes), FloatCount(coordinates) / 3});
+    ValueStream ids(nodes), xyz(coordinates);
     for (size_t i = 0; i < printable; ++i) {
-        out.SignedField(TruncateToSigned(nodes->floatValues[i]), 10);
-        for (size_t axis = 0; axis < 3; ++axis) {
-            out.FloatField(coordinates->floatValues[3 * i + axis], 10);
-        }
+        out.SignedField(TruncateToSigned(ids.NextFloat()), 10);
+        for (size_t axis = 0; axis < 3; ++axis) out.FloatField(xyz.NextFloat(), 10);
         out.Put('\n');
     }
     out.Line("");
     if (coordinates != nullptr) coordinates->ReleaseValues();
 
     out.Line("    Connectivity : ");
-    for (DataRecord* record : {connectivity, lengths}) {
-        if (record != nullptr) record->LoadValues();
-    }
-    size_t elements = lengths != nullptr ? std::min(elementCount, lengths->intValues.size()) : 0;
-    const std::vector<uint32_t> none;
-    const std::vector<uint32_t>& references =
-        connectivity != nullptr ? connectivity->intValues : none;
+    ReadOutsideMainBlock({lengths, connectivity});
+    size_t elements = std::min(elementCount, IntCount(lengths));
+    size_t referenceCount = IntCount(connectivity);
+    ValueStream counts(lengths), references(connectivity);
     uint64_t cursor = 0;
     for (size_t e = 0; e < elements; ++e) {
-        uint32_t n = lengths->intValues[e];
+        uint32_t n = counts.Next();
         out.UnsignedField(n, 6);
-        uint64_t end = std::min<uint64_t>(cursor + n, references.size());
-        for (uint64_t k = cursor; k < end; ++k) out.UnsignedField(references[k], 8);
+        uint64_t end = std::min<uint64_t>(cursor + n, referenceCount);
+        for (uint64_t k = cursor; k < end; ++k) out.UnsignedField(references.Next(), 8);
         out.Put('\n');
         cursor += n;
     }
@@ -179,7 +225,7 @@ void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, const std::vector<s
 
 void WriteResultValues(ArrayRecords& records, OutputBuffer& out, const RecordLists& byInstance,
                        size_t nodeCount) {
-    std::vector<Column> columns;
+    std::vector<DataRecord*> used;
     for (const auto& [instance, list] : byInstance) {
         out.Line("Data : ");
         if (!instance.empty()) {
@@ -193,22 +239,12 @@ void WriteResultValues(ArrayRecords& records, OutputBuffer& out, const RecordLis
         }
         out.Put('\n');
         out.Line("    Values : ");
-        columns.clear();
-        for (size_t index : list) records[index].LoadValues();
-        for (size_t index : list) {
-            const DataRecord& record = records[index];
-            size_t q = record.Size() / nodeCount;
-            bool nodeIds = record.resultName == "Node Ids";
-            for (size_t c = 0; c < q; ++c) columns.push_back({&record, q, c, nodeIds});
-        }
-        for (size_t row = 0; row < nodeCount; ++row) {
-            for (const Column& column : columns) WriteValue(out, column, row);
-            out.Put('\n');
-        }
+        used.clear();
+        for (size_t index : list) used.push_back(&records[index]);
+        WriteValueRows(out, used, nodeCount);
         out.Line("");
-        for (size_t index : list) {
-            DataRecord& record = records[index];
-            if (record.resultName != "Node Ids") record.ReleaseValues();
+        for (DataRecord* record : used) {
+            if (record->resultName != "Node Ids") record->ReleaseValues();
         }
     }
 }

@@ -24,10 +24,10 @@ void WidenOutputPipe() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // Block buffers and arrays come and go in large sizes; keeping them in the heap instead of
-    // fresh mappings lets the next one reuse pages that are already there.
-    mallopt(M_MMAP_MAX, 0);
-    mallopt(M_TRIM_THRESHOLD, 256 << 20);
+    // Block buffers and whole arrays are mappings of their own, so that each one's memory goes
+    // back to the system when it is freed: the dump holds one block at a time, and a freed one
+    // left in the heap would count as much as a held one.
+    mallopt(M_MMAP_THRESHOLD, 4 << 20);
     std::ios::sync_with_stdio(false);
     WidenOutputPipe();
     std::vector<std::string> args(argv, argv + argc);

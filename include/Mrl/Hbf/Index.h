@@ -30,6 +30,8 @@ struct BlockSet {
 // name read as one stream, front to back.
 class Index {
 public:
+    static constexpr uint64_t kNoEntry = UINT64_MAX;
+
     void ReadIndexBufferFromFileStream(FileStream& stream, uint64_t size);
     const BlockSet& GetBlockSizeLimiter(const std::string& name) const;
     uint64_t GetReadingBlockIndex(const std::string& name);
@@ -44,6 +46,9 @@ public:
     // stops on; they count as used up and load again when a positioning stops on them. Lets a
     // reader that jumps about a large name hold one of its blocks at a time.
     void ReleaseBlocksOutside(const std::string& name, uint64_t position);
+    // The entry that a positioning at `position` stops on, as far as the sizes of the blocks
+    // before it are known; kNoEntry when they are not, or for an absent name.
+    uint64_t EntryHolding(const std::string& name, uint64_t position) const;
     void UpdateBlockPositions();
 
     bool IsEmpty() const { return entries.empty(); }

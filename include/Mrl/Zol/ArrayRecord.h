@@ -33,6 +33,15 @@ struct ArrayRecord {
     void LoadValues();
     // Gives the memory of values that can be read again back.
     void ReleaseValues();
+    // Values [first, first + n) as 32-bit patterns, from memory if they are there, else
+    // decoded from the payload with only its block of the name kept in memory.
+    void ReadRange(size_t first, size_t n, uint32_t* destination) const;
+    // The bytes the values take once read.
+    size_t ByteSize() const { return Size() * 4; }
+    // The index entry of the block that holds the payload, or kNoEntry when the values are in
+    // memory, there are none, or the block is not known yet.
+    uint64_t BlockEntry() const;
+    bool InMemory() const { return !floatValues.empty() || !intValues.empty(); }
 };
 
 }  // namespace MrlZol

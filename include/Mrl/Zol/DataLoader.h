@@ -29,6 +29,11 @@ public:
     // position, the payload's bounds in its block), so it fails where LoadTo would; returns
     // the number of elements LoadTo gives.
     uint32_t CheckLoad(ElementTag acceptedTag) const;
+    // Elements [first, first + count) of what LoadTo gives, decoded from the payload in its
+    // block into the caller's memory, checked as LoadTo checks; a range past the elements
+    // fails as a short read. Holds no copy of the array.
+    void ReadRange(ElementTag acceptedTag, uint64_t first, uint32_t count,
+                   uint32_t* destination) const;
     // The payload as stored, checked as LoadTo checks it, and its number of elements, for a
     // caller that decodes it (DecodePayload) straight into memory of its own. Valid until
     // the file is read again; null when there are no elements.
@@ -49,9 +54,14 @@ private:
     void LoadInto(std::vector<T>& target, uint32_t acceptedTag) const;
 };
 
-// Undoes the byte planes of n 32-bit elements: byte p of element j is source[p * n + j].
-// Element j goes to destination[j * stride].
-void UndoBytePlanes(const uint8_t* source, size_t n, uint32_t* destination, size_t stride);
+// Undoes the byte planes of n 32-bit elements whose planes lie `plane` bytes apart: byte p of
+// element j is source[p * plane + j]. Element j goes to destination[j * stride].
+void UndoBytePlanes(const uint8_t* source, size_t plane, size_t n, uint32_t* destination,
+                    size_t stride);
+
+// Elements [first, first + count) of a stored payload of n elements, in their final order.
+void DecodeRange(const uint8_t* payload, size_t n, uint8_t components, bool isPlanar, size_t first,
+                 size_t count, uint32_t* destination);
 
 // Turns a stored payload of n elements into the elements in their final order.
 void DecodePayload(const uint8_t* payload, size_t n, uint8_t components, bool isPlanar,

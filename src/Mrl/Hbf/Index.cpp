@@ -167,28 +167,34 @@ void Index::SetPosition(const std::string& name, uint64_t position, FileStream& 
     blocks[stop].SetPosition(remaining);
 }
 
+uint64_t Index::EntryHolding(const std::string& name, uint64_t position) const {
+    auto found = names.find(name);
+    if (found == names.end()) return kNoEntry;
+    const std::vector<uint64_t>& numbers = found->second.entryNumbers;
+    uint64_t start = 0;
+    for (size_t k = 0; k < numbers.size(); ++k) {
+        uint64_t number = numbers[k];
+        const Block& block = blocks[number];
+        // A block never loaded has no known size, so the offsets behind it are unknown.
+        if (!entries[number].loaded && block.GetSize() == 0) return kNoEntry;
+        // The same walk as a positioning: the first block the remaining offset falls inside,
+        // or the last one.
+        if (position - start < block.GetSize() || k + 1 == numbers.size()) return number;
+        start += block.GetSize();
+    }
+    return kNoEntry;
+}
+
 void Index::ReleaseBlocksOutside(const std::string& name, uint64_t position) {
     auto found = names.find(name);
     if (found == names.end()) return;
-    const std::vector<uint64_t>& numbers = found->second.entryNumbers;
-    uint64_t start = 0;
-    bool placed = true;  // the offsets of the blocks so far are known
-    bool stopped = false;
-    for (size_t k = 0; k < numbers.size(); ++k) {
-        uint64_t number = numbers[k];
-        Block& block = blocks[number];
-        if (!entries[number].loaded && block.GetSize() == 0) placed = false;
-        // The same walk as a positioning: the first block the remaining offset falls inside,
-        // or the last one.
-        bool holds =
-            placed && !stopped && (position - start < block.GetSize() || k + 1 == numbers.size());
-        stopped = stopped || holds;
-        if (entries[number].loaded && !holds) {
-            block.SetPosition(block.GetSize());
-            block.Release();
+    uint64_t holding = EntryHolding(name, position);
+    for (uint64_t number : found->second.entryNumbers) {
+        if (entries[number].loaded && number != holding) {
+            blocks[number].SetPosition(blocks[number].GetSize());
+            blocks[number].Release();
             entries[number].loaded = false;
         }
-        start += block.GetSize();
     }
 }
 

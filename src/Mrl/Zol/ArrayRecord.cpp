@@ -1,5 +1,6 @@
 #include "Mrl/Zol/ArrayRecord.h"
 
+#include <cstring>
 #include <exception>
 
 #include "Mrl/Hbf/HbFile.h"
@@ -15,7 +16,7 @@ size_t ArrayRecord::Size() const {
 
 void ArrayRecord::LoadValues() {
     if (!loader || count == 0) return;
-    if (!floatValues.empty() || !intValues.empty()) return;
+    if (InMemory()) return;
     // One block of the name in memory at a time, whatever order the caller asks in.
     loader->file.GetIndex().ReleaseBlocksOutside(loader->blockName, loader->position);
     try {
@@ -43,6 +44,23 @@ void ArrayRecord::ReleaseValues() {
     if (!loader) return;
     std::vector<float>().swap(floatValues);
     std::vector<uint32_t>().swap(intValues);
+}
+
+void ArrayRecord::ReadRange(size_t first, size_t n, uint32_t* destination) const {
+    if (InMemory()) {
+        const void* values = isFloat ? static_cast<const void*>(floatValues.data() + first)
+                                     : static_cast<const void*>(intValues.data() + first);
+        std::memcpy(destination, values, n * 4);
+        return;
+    }
+    loader->file.GetIndex().ReleaseBlocksOutside(loader->blockName, loader->position);
+    loader->ReadRange(isFloat ? FloatElementTag : UnsignedElementTag, first,
+                      static_cast<uint32_t>(n), destination);
+}
+
+uint64_t ArrayRecord::BlockEntry() const {
+    if (!loader || count == 0 || InMemory()) return MrlHbf::Index::kNoEntry;
+    return loader->file.GetIndex().EntryHolding(loader->blockName, loader->position);
 }
 
 }  // namespace MrlZol

@@ -30,11 +30,12 @@ namespace {
 typedef uint32_t __attribute__((may_alias)) AliasWord;
 
 // Contiguous destination: 16 elements per step with byte and word interleaves.
-void UndoBytePlanesContiguous(const uint8_t* source, size_t n, AliasWord* destination) {
+void UndoBytePlanesContiguous(const uint8_t* source, size_t plane, size_t n,
+                              AliasWord* destination) {
     const uint8_t* p0 = source;
-    const uint8_t* p1 = source + n;
-    const uint8_t* p2 = source + 2 * n;
-    const uint8_t* p3 = source + 3 * n;
+    const uint8_t* p1 = source + plane;
+    const uint8_t* p2 = source + 2 * plane;
+    const uint8_t* p3 = source + 3 * plane;
     size_t j = 0;
 #if defined(__SSE2__) && defined(MRL_FAST_PATHS)
     for (; j + 16 <= n; j += 16) {
@@ -61,10 +62,10 @@ void UndoBytePlanesContiguous(const uint8_t* source, size_t n, AliasWord* destin
 
 }  // namespace
 
-void UndoBytePlanes(const uint8_t* source, size_t n, uint32_t* words, size_t stride) {
+void UndoBytePlanes(const uint8_t* source, size_t plane, size_t n, uint32_t* words, size_t stride) {
     AliasWord* destination = words;
     if (stride == 1) {
-        UndoBytePlanesContiguous(source, n, destination);
+        UndoBytePlanesContiguous(source, plane, n, destination);
         return;
     }
     // Strided: decode a chunk at a time on the stack, then spread it out.
@@ -74,32 +75,47 @@ void UndoBytePlanes(const uint8_t* source, size_t n, uint32_t* words, size_t str
         size_t count = n - start < kChunk ? n - start : kChunk;
         const uint8_t* p = source + start;
         for (size_t j = 0; j < count; ++j) {
-            chunk[j] = uint32_t{p[j]} | uint32_t{p[n + j]} << 8 | uint32_t{p[2 * n + j]} << 16 |
-                       uint32_t{p[3 * n + j]} << 24;
+            chunk[j] = uint32_t{p[j]} | uint32_t{p[plane + j]} << 8 |
+                       uint32_t{p[2 * plane + j]} << 16 | uint32_t{p[3 * plane + j]} << 24;
         }
         AliasWord* out = destination + start * stride;
         for (size_t j = 0; j < count; ++j) out[j * stride] = chunk[j];
     }
 }
 
-void DecodePayload(const uint8_t* payload, size_t n, uint8_t components, bool isPlanar,
-                   uint32_t* destination) {
+void DecodeRange(const uint8_t* payload, size_t n, uint8_t components, bool isPlanar, size_t first,
+                 size_t count, uint32_t* destination) {
+    size_t end = first + count;
     if (!isPlanar || components == 0) {
-        std::memcpy(destination, payload, n * 4);
+        std::memcpy(destination, payload + first * 4, count * 4);
         return;
     }
     if (components == 1) {
-        UndoBytePlanes(payload, n, destination, 1);
+        UndoBytePlanes(payload + first, n, count, destination, 1);
         return;
     }
     size_t k = components;
     size_t m = n / k;
-    for (size_t c = 0; c < k && m != 0; ++c) {
-        UndoBytePlanes(payload + c * m * 4, m, destination + c, k);
+    // Element c + i * k is value i of run c; the range takes a slice of every run.
+    size_t tail = m * k;
+    size_t runEnd = end < tail ? end : tail;
+    for (size_t c = 0; c < k && first < runEnd; ++c) {
+        size_t from = first <= c ? 0 : (first - c + k - 1) / k;
+        size_t to = runEnd <= c ? 0 : (runEnd - c + k - 1) / k;
+        if (to <= from) continue;
+        UndoBytePlanes(payload + c * m * 4 + from, m, to - from,
+                       destination + (c + from * k - first), k);
     }
     // Elements behind the last whole item belong to no run and stay as stored.
-    size_t tail = m * k;
-    std::memcpy(destination + tail, payload + tail * 4, (n - tail) * 4);
+    size_t rawFrom = first > tail ? first : tail;
+    if (end > rawFrom) {
+        std::memcpy(destination + (rawFrom - first), payload + rawFrom * 4, (end - rawFrom) * 4);
+    }
+}
+
+void DecodePayload(const uint8_t* payload, size_t n, uint8_t components, bool isPlanar,
+                   uint32_t* destination) {
+    DecodeRange(payload, n, components, isPlanar, 0, n, destination);
 }
 
 MrlHbf::Block* DataLoader::SeekPayload(uint32_t acceptedTag) const {
@@ -132,6 +148,18 @@ void DataLoader::LoadInto(std::vector<T>& target, uint32_t acceptedTag) const {
     target.resize(n);
     DecodePayload(payload, n, components, isPlanar != 0,
                   reinterpret_cast<uint32_t*>(target.data()));
+}
+
+void DataLoader::ReadRange(ElementTag acceptedTag, uint64_t first, uint32_t count,
+                           uint32_t* destination) const {
+    uint32_t n = 0;
+    const uint8_t* payload = TakePayload(acceptedTag, n);
+    if (first > n || count > n - first) {
+        MRL_THROW(Mrl::Util::Kind::OutOfBounds, "Not enough bytes in the block",
+                  "Mrl/Zol/DataLoader", "MrlZol::DataLoader::ReadRange");
+    }
+    if (count == 0) return;
+    DecodeRange(payload, n, components, isPlanar != 0, first, count, destination);
 }
 
 uint32_t DataLoader::CheckLoad(ElementTag acceptedTag) const {
