@@ -98,7 +98,13 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     OpenOutput(outputFile, arguments, zolPath);
     std::ostream& target = outputFile.is_open() ? static_cast<std::ostream&>(outputFile) : out;
     if (arguments.mode == ReportMode::ExtractData) {
-        WriteDataDump(facts.arrays, target);
+        // The pass has checked every array it kept, so a read fails here only when memory
+        // runs out; the dump then ends where it stands, reported like a collecting failure.
+        try {
+            WriteDataDump(facts.arrays, target);
+        } catch (const std::exception& failure) {
+            report(failure);
+        }
     } else {
         target << FormatReport(MrlZol::ReportEntries(facts), arguments.mode);
     }
