@@ -169,7 +169,8 @@ TEST(ZolTree, MergesUnderMergeableRoot) {
     EXPECT_EQ(tree.GetReqNode(1).lastChild, 3u);
     EXPECT_EQ(tree.GetReqNode(2).nextSibling, 3u);
     const auto& added = tree.GetReqNode(3);
-    EXPECT_EQ((Ids{added.parent, added.previousSibling, added.firstChild}), (Ids{1, 2, 4}));
+    EXPECT_EQ((Ids{added.parent, added.previousSibling, added.firstChild, added.lastChild}),
+              (Ids{1, 2, 4, 4}));
     EXPECT_EQ(TranslationX(tree, 3), 50.0f);
     EXPECT_EQ(tree.GetReqNode(5).parent, 1u);
     auto* mesh = PayloadOf<MrlZol::Geometry>(tree, 4);
