@@ -124,16 +124,10 @@ T* PayloadOf(MrlZol::Tree& tree, uint32_t id) {
 
 inline TreeRecord Record(uint32_t id, uint32_t parent, std::string name, std::string classWord,
                          std::string objectVersion, uint64_t lightOffset = 0) {
-    return {id,
-            parent,
-            0,
-            0,
-            0,
-            0,
-            std::move(name),
-            std::move(classWord),
-            std::move(objectVersion),
-            lightOffset};
+    TreeRecord record{.id = id, .parent = parent, .name = name, .classWord = classWord};
+    record.objectVersion = std::move(objectVersion);
+    record.lightOffset = lightOffset;
+    return record;
 }
 
 // ---- The tool as a child process ----
