@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <ctime>
-#include <sstream>
 #include <string>
 
 #include "Mrl/Util/Exception.h"
@@ -16,8 +15,8 @@ using Mrl::Util::Exception;
 using namespace ZolTest;
 
 TEST(UtilException, ThrowSiteLogsThenRendersSevenLines) {
-    static std::shared_ptr<LogSink> sink = CaptureLog(false);
-    sink->text.clear();
+    static std::shared_ptr<std::string> sink = CaptureLog();
+    sink->clear();
     const time_t before = std::time(nullptr);
     const std::string line = std::to_string(__LINE__ + 3);
     std::string text;
@@ -28,7 +27,7 @@ TEST(UtilException, ThrowSiteLogsThenRendersSevenLines) {
         EXPECT_EQ(std::string(Exception(e).what()), text) << "a copy keeps the time too";
     }
     const time_t after = std::time(nullptr);
-    EXPECT_EQ(sink->text, "Block : " + line + " @ Unable to read from file\n");
+    EXPECT_EQ(*sink, "Block : " + line + " @ Unable to read from file\n");
     EXPECT_EQ(Mask(text, "       Time : ", "\n", "T", false),
               "Exception \"Read Error\" raised. \nDescription : Unable to read from file \n"
               "       File : Mrl/Hbf/Block \n       Line : " +
@@ -40,34 +39,25 @@ TEST(UtilException, ThrowSiteLogsThenRendersSevenLines) {
     }
     EXPECT_TRUE(timeMatches) << text;
 
-    // Without a text the kind's name is both the logged text and the description.
-    sink->text.clear();
+    // Without a text the kind's name is both the logged text and the description; past the
+    // last kind every kind is an invalid one.
+    sink->clear();
     EXPECT_EQ(Failure([] { MRL_THROW(5, nullptr, "Mrl/Hbf/Index", "m"); }),
               (Fail{5, "Element Not Found"}));
-    EXPECT_TRUE(sink->text.ends_with(" @ Element Not Found\n")) << sink->text;
-}
-
-TEST(UtilException, KindNamesStandInForAMissingDescription) {
-    // Indexed by kind; there is no kind 20.
-    std::stringstream table(
-        "Memory Allocation Error,Out of Bounds,Unknown Version,Not Initialized,Element Exists,"
-        "Element Not Found,Invalid Method,Invalid Enumeration,Invalid Object,Read Error,"
-        "Write Error,Format Not Supported,Bad Casting,Not Implemented,Mis-match Error,"
-        "System Error,Miscelleneous Error,Zero Length,Model Error,State Error,,Invalid Exception");
-    uint32_t kind = 0;
-    for (std::string name; std::getline(table, name, ','); ++kind) {
-        if (name.empty()) continue;
-        Exception e(kind, "Mrl/Adt/AdtTree", 7, "MrlAdt::Tree<class MrlZol::Node *>::GetReqNode");
-        EXPECT_EQ(e.GetDescription(), name);
-        EXPECT_TRUE(std::string(e.what()).starts_with("Exception \"" + name + "\" raised. \n"));
+    EXPECT_TRUE(sink->ends_with(" @ Element Not Found\n")) << *sink;
+    for (auto [kind, name] : {std::pair{0u, "Memory Allocation Error"},
+                              {19u, "State Error"},
+                              {20u, "Invalid Exception"},
+                              {~0u, "Invalid Exception"}}) {
+        EXPECT_EQ(std::string(Exception(kind, "f", 7, "m").GetDescription()), name) << kind;
     }
-    EXPECT_EQ(kind, 22u);
 }
 
 TEST(UtilException, LongTextsAreCut) {
     const std::string longText(6000, 'd');
     Exception e(2, longText.c_str(), "Mrl/Hbf/HbFile", 3, "MrlHbf::HbFile::CheckSupport");
-    EXPECT_EQ(SplitLines(e.what())[1], "Description : " + longText.substr(0, 5120) + " ");
+    EXPECT_NE(std::string(e.what()).find("Description : " + longText.substr(0, 5120) + " \n"),
+              std::string::npos);
     // The rendered text stops at its buffer, whatever the method text adds.
     Exception cut(2, longText.c_str(), "f", 1, std::string(1000, 'm').c_str());
     EXPECT_EQ(std::strlen(cut.what()), 5631u);

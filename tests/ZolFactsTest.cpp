@@ -20,24 +20,18 @@ using namespace MrlZol;
 using Entries = std::vector<ReportEntry>;
 
 TEST(ZolFacts, FileTypes) {
+    // Whole extensions match only themselves and by case; the three result rows are prefixes;
+    // either separator ends a directory.
     // clang-format off
     const std::pair<const char*, const char*> cases[] = {
-        {"/models/run.op2", "Nastran OP2"}, {"run.k", "LS-Dyna Input Deck"},
-        {"run.ccmp", "StarCCM solution"}, {"run.cp_hmasl", "Hypermesh ASL generic ASCII file"},
-        {"part.STL", "Stereolithography Format"}, {"part.stl", "Stereolithography Format"},
-        {"part.Stl", "Unknown Format"}, {"RESULT.ODB", "Unknown Format"},
-        // Whole extensions match only themselves; the three result rows are prefixes.
-        {"run.odbx", "Unknown Format"}, {"run.kx", "Unknown Format"},
-        {"model.dis", "Patran Displacement Result"}, {"model.nod0012", "Patran Nodal Result"},
-        {"model.elsx", "Patran Elemental Result"}, {"model.di", "Unknown Format"},
-        {"C:\\models\\wheel.odb", "ABAQUS ODB"}, {"C:\\mixed/dir\\wheel.rst", "ANSYS RST"},
-        {"/runs/d3plot12", "LS-Dyna d3plot"}, {"d3plot", "LS-Dyna d3plot"},
-        {"C:\\runs\\d3plot.bak", "LS-Dyna d3plot"}, {"d3plo", "Unknown Format"},
-        {"/runs/D3PLOT", "Unknown Format"}, {"/d3plot.dir/case1", "Unknown Format"},
-        {"/data/run.1.rst", "ANSYS RST"}, {"/data/run.rst.1", "Unknown Format"},
+        {"/models/run.op2", "Nastran OP2"}, {"part.STL", "Stereolithography Format"},
+        {"part.Stl", "Unknown Format"}, {"run.odbx", "Unknown Format"},
+        {"model.nod0012", "Patran Nodal Result"}, {"model.di", "Unknown Format"},
+        {"C:\\mixed/dir\\wheel.rst", "ANSYS RST"}, {"/runs/d3plot12", "LS-Dyna d3plot"},
+        {"C:\\runs\\d3plot.bak", "LS-Dyna d3plot"}, {"/runs/D3PLOT", "Unknown Format"},
+        {"/d3plot.dir/case1", "Unknown Format"}, {"/data/run.rst.1", "Unknown Format"},
         {"/data/.rst", "ANSYS RST"}, {"/data/model.", "Unknown Format"},
-        {"/data/model", "Unknown Format"}, {"", "Unknown Format"},
-        {"/data/model.odb/", "Unknown Format"}, {"C:\\data\\model.odb\\", "Unknown Format"},
+        {"", "Unknown Format"}, {"C:\\data\\model.odb\\", "Unknown Format"},
     };
     // clang-format on
     for (const auto& [path, format] : cases) EXPECT_EQ(GetFileTypeName(path), format) << path;

@@ -237,9 +237,6 @@ TEST(ZolLinkedBuffers, ResolvesLinksInOneHop) {
     EXPECT_EQ(Values(first->data[2]), (U{1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(Values(second->data[1]), (U{1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(second->data[1].array.flag1, 9);
-    // Own, Same and Backward share the one loader; Target and Forward the other.
-    EXPECT_EQ(first->data[0].array.GetLoaderUseCount(), 3);
-    EXPECT_EQ(second->data[0].array.GetLoaderUseCount(), 2);
     // No second hop, whether the link in between comes earlier or later.
     for (GeometryData* item :
          {&first->data[3], &first->data[4], &first->data[5], &first->data[6], &second->data[2]}) {

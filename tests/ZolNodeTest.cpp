@@ -114,4 +114,25 @@ TEST(ZolAttributes, MapsAndTheirText) {
     }
 }
 
+// Tags that outrun the values of their kind end the map there, for every kind of value.
+TEST(ZolAttributes, TagsBeyondTheirValues) {
+    TempDir dir;
+    for (uint8_t tag : {0, 1, 2, 3}) {
+        ModelBuilder model;
+        model.Group(Record(1, 0, "Model", "Group", "0.3"));
+        BlockWriter map;
+        map.U32(2).Str("A").Str("B").U32(2).U8(tag).U8(tag);
+        for (uint8_t list : {0, 1, 3, 2}) {
+            map.U32(list == tag ? 1 : 0);
+            if (list == tag) list == 3 ? map.F64(1) : list == 2 ? map.Str("x") : map.U32(1);
+        }
+        model.attributes = std::move(map);
+        Tree tree;
+        ASSERT_NO_THROW(LoadTree(tree, dir.Write(model)));
+        const MrlZol::AttributeMap& read = PayloadOf<Group>(tree, 1)->attributes;
+        EXPECT_EQ(read.size(), 1u) << int(tag);
+        EXPECT_EQ(read.count("A"), 1u) << int(tag);
+    }
+}
+
 }  // namespace

@@ -1,4 +1,4 @@
-// Loading a tree: the steps of Load, the translation history and the walk over "Zol Tree".
+// Loading a tree: the translation history, the walk over "Zol Tree", light offsets, merging.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -27,25 +27,6 @@ float TranslationX(Tree& tree, uint32_t id) {
     Group* group = PayloadOf<Group>(tree, id);
     EXPECT_NE(group, nullptr) << id;
     return group != nullptr ? group->translation[0] : -1.0f;
-}
-
-TEST(ZolTree, LoadStepsAndFileStates) {
-    TempDir dir;
-    Tree tree;
-    // loadKind other than 0 touches nothing, not even a path that doesn't exist.
-    int32_t openMode = 1, loadKind = 1;
-    EXPECT_NO_THROW(tree.Load(dir / "missing.zol", openMode, loadKind));
-    EXPECT_FALSE(tree.file.IsOpen());
-    // A header and an index without blocks: just the root entry, no history.
-    const std::string empty = dir.Write(ZolFileBuilder());
-    ASSERT_NO_THROW(LoadTree(tree, empty));
-    EXPECT_EQ(tree.version, "1.1");
-    EXPECT_TRUE(tree.translations.empty());
-    EXPECT_EQ(tree.GetEntries().size(), 1u);
-    EXPECT_EQ(tree.GetReqNode(1).data, nullptr);
-    // The file stays open for the loaders, so a second load into it is refused.
-    EXPECT_TRUE(tree.file.IsOpen());
-    EXPECT_EQ(Failure([&] { LoadTree(tree, empty); }), (Fail{16, "File stream is already in use"}));
 }
 
 TEST(ZolTree, WalkBuildsEntriesFromRecords) {
@@ -169,7 +150,8 @@ TEST(ZolTree, MergesUnderMergeableRoot) {
     EXPECT_EQ(tree.GetReqNode(1).lastChild, 3u);
     EXPECT_EQ(tree.GetReqNode(2).nextSibling, 3u);
     const auto& added = tree.GetReqNode(3);
-    EXPECT_EQ((Ids{added.parent, added.previousSibling, added.firstChild}), (Ids{1, 2, 4}));
+    EXPECT_EQ((Ids{added.parent, added.previousSibling, added.firstChild, added.lastChild}),
+              (Ids{1, 2, 4, 4}));
     EXPECT_EQ(TranslationX(tree, 3), 50.0f);
     EXPECT_EQ(tree.GetReqNode(5).parent, 1u);
     auto* mesh = PayloadOf<MrlZol::Geometry>(tree, 4);

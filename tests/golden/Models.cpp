@@ -83,9 +83,10 @@ Bytes SmallReport() {
 }
 
 // Which items count as results: kind above 11 as a signed number, and neither "Node Ids" nor
-// "Element IDs"; a link adds its names too.
+// "Element IDs"; a link adds its names too. A lone translation is only the latest.
 Bytes ResultKinds() {
     ModelBuilder model;
+    model.globalInformation.Raw(GlobalInformation({{"0.7", {"Solver", "1.0", "0.7"}}}));
     auto named = [](std::string name, uint32_t kind, std::vector<Attr> attributes = {}) {
         return GeomItem{.name = std::move(name), .kind = kind, .attributes = std::move(attributes)};
     };

@@ -1,13 +1,22 @@
 import os
+import sqlite3
 import subprocess
+import sys
 from pathlib import Path
 
 import pytest
 
-SOURCE = Path(os.environ.get("ZOL_SOURCE_DIR", Path(__file__).parents[2]))
+from zolfile import records
+
+HERE = Path(__file__).parent
+SOURCE = Path(os.environ.get("ZOL_SOURCE_DIR", HERE.parents[1]))
 ZOLINFO = os.environ.get("ZOLINFO_EXE", str(SOURCE / "build" / "ZolInfo"))
 ZOLGEN = os.environ.get("ZOLGEN_EXE", str(SOURCE / "build" / "python" / "zolgen"))
 EXAMPLE = SOURCE / "examples" / "wheel.zol"
+# The source tree comes last: a build tree on PYTHONPATH holds the extension module too.
+ENV = dict(os.environ, PYTHONPATH=os.pathsep.join(
+    [os.environ.get("PYTHONPATH", ""), str(HERE), str(SOURCE / "python")]))
+SCRIPTED = [sys.executable, str(HERE / "scripted_reader.py")]
 
 # zolgen options of the generated models: versions, packing, components, parts, sizes.
 GENERATED = {
@@ -24,6 +33,30 @@ def run_zolinfo(*args, cwd=None):
     env = dict(os.environ, MORLANE_TEMP_PATH=str(cwd or "/tmp"))
     return subprocess.run([ZOLINFO, *map(str, args)], capture_output=True, text=True,
                           errors="surrogateescape", cwd=cwd, env=env)
+
+
+def run(command, *arguments, stdout=None):
+    """Runs a catalog or extract command line; returns its standard error."""
+    return subprocess.run(list(command) + list(map(str, arguments)), env=ENV, stdout=stdout,
+                          stderr=subprocess.PIPE, text=True, check=True).stderr
+
+
+def write(path, word, magic=records.MAGIC):
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "wb") as f:
+        f.write(magic + word.encode())
+
+
+def snapshot(database_path):
+    """Everything a catalogue holds, keyed by path so that row ids don't matter."""
+    with sqlite3.connect(database_path) as database:
+        files = database.execute("SELECT path, size, mtime_ns, status, version, error_kind, "
+                                 "error, messages FROM files ORDER BY path").fetchall()
+        children = {table: [row[:1] + row[2:] for row in database.execute(
+            f"SELECT f.path, c.* FROM {table} c JOIN files f ON f.id = c.file_id "
+            "ORDER BY f.path, c.seq")]
+            for table in ("entries", "history", "arrays")}
+    return files, children
 
 
 @pytest.fixture(scope="session")

@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -73,45 +75,24 @@ inline std::string ReadText(const std::string& path) {
     return text.str();
 }
 
-inline std::vector<std::string> SplitLines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
-
 // ---- The process-wide log ----
-
-struct LogSink {
-    std::string text;
-    int publishes = 0, flushes = 0;
-};
 
 class CapturePublisher : public Mrl::Log::Publisher {
 public:
-    explicit CapturePublisher(std::shared_ptr<LogSink> sink) : sink_(std::move(sink)) {}
-    void Publish(const char* text) override {
-        sink_->text += text;
-        ++sink_->publishes;
-    }
-    void Flush() override { ++sink_->flushes; }
+    explicit CapturePublisher(std::shared_ptr<std::string> sink) : sink_(std::move(sink)) {}
+    void Publish(const char* text) override { *sink_ += text; }
+    void Flush() override {}
 
 private:
-    std::shared_ptr<LogSink> sink_;
+    std::shared_ptr<std::string> sink_;
 };
 
-// Adds a publisher under a fresh name; it receives for the life of the process, at level 2000
-// or, with progress set, at 1000 too.
-inline std::shared_ptr<LogSink> CaptureLog(bool progress, std::string* nameOut = nullptr) {
+// Adds a publisher under a fresh name; it receives at level 2000 for the life of the process.
+inline std::shared_ptr<std::string> CaptureLog(std::string* nameOut = nullptr) {
     static int serial = 0;
     const std::string name = "capture " + std::to_string(++serial);
-    auto sink = std::make_shared<LogSink>();
-    auto& manager = Mrl::Log::LogManager::Instance();
-    manager.AddPublisher(name, new CapturePublisher(sink));
-    if (progress) {
-        manager.AddLevelFilter("capture progress", 1000);
-        manager.SetPublisherFilter(name, "capture progress");
-    }
+    auto sink = std::make_shared<std::string>();
+    Mrl::Log::LogManager::Instance().AddPublisher(name, new CapturePublisher(sink));
     if (nameOut != nullptr) *nameOut = name;
     return sink;
 }
@@ -143,49 +124,90 @@ T* PayloadOf(MrlZol::Tree& tree, uint32_t id) {
 
 inline TreeRecord Record(uint32_t id, uint32_t parent, std::string name, std::string classWord,
                          std::string objectVersion, uint64_t lightOffset = 0) {
-    return {id,
-            parent,
-            0,
-            0,
-            0,
-            0,
-            std::move(name),
-            std::move(classWord),
-            std::move(objectVersion),
-            lightOffset};
+    TreeRecord record{.id = id, .parent = parent, .name = name, .classWord = classWord};
+    record.objectVersion = std::move(objectVersion);
+    record.lightOffset = lightOffset;
+    return record;
 }
 
 // ---- The tool as a child process ----
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressSanitizer = true;
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+
 struct RunResult {
-    int status = -1;
+    int status = -1;  // exit status, or -1 when the child died by a signal
+    int signal = 0;
+    long peakKiB = -1;  // traced runs: high-water mark of the tool's resident memory
     std::string out, err;
 };
 
-// Runs the tool binary in `cwd` with the "NAME=value" settings added to the environment.
-// args[0] is what the child receives as its program name.
+inline long HighWaterKiB(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmHWM:", 0) == 0) return std::stol(line.substr(6));
+    }
+    return -1;
+}
+
+// Runs the tool binary in `cwd` with the "NAME=value" settings added to the environment;
+// args[0] is what the child receives as its program name. A traced run gets 1 GiB of address
+// space (none under the address sanitizer, which reserves terabytes and whose leak check can't
+// run traced) and reports the tool's own peak memory: a forked child's rusage also counts what
+// the test had resident, so its VmHWM is read at its exit.
 inline RunResult RunTool(const std::vector<std::string>& args, const std::string& cwd,
-                         const std::vector<std::string>& environment) {
+                         std::vector<std::string> environment, bool traced = false) {
     const std::string stem = testing::TempDir() + "/run" + std::to_string(getpid());
     const std::string outPath = stem + ".out", errPath = stem + ".err";
-    pid_t child = fork();
+    if (traced && kAddressSanitizer) {
+        const char* options = getenv("ASAN_OPTIONS");
+        environment.push_back(std::string("ASAN_OPTIONS=") + (options ? options : "") +
+                              ":detect_leaks=0");
+    }
+    std::vector<char*> argv;
+    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    const pid_t child = fork();
     if (child == 0) {
         int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         if (out < 0 || err < 0 || chdir(cwd.c_str()) != 0) _exit(126);
         dup2(out, 1);
         dup2(err, 2);
-        for (const std::string& e : environment) putenv(const_cast<char*>(e.c_str()));
-        std::vector<char*> argv;
-        for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
+        for (std::string& e : environment) putenv(e.data());
+        if (traced && !kAddressSanitizer) {
+            const rlimit limit{1ul << 30, 1ul << 30};
+            setrlimit(RLIMIT_AS, &limit);
+        }
+        if (traced) ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
         execv(ZOLINFO_EXE, argv.data());
         _exit(127);
     }
     RunResult result;
-    int status = 0;
-    if (child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status)) {
-        result.status = WEXITSTATUS(status);
+    for (bool optionsSet = false; child > 0;) {
+        int status = 0;
+        rusage usage{};
+        if (wait4(child, &status, 0, &usage) != child) break;
+        if (WIFEXITED(status) || WIFSIGNALED(status)) {
+            result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+            if (traced && result.peakKiB < 0) result.peakKiB = usage.ru_maxrss;  // upper bound
+            break;
+        }
+        int deliver = 0;
+        if (!optionsSet) {  // the stop after the exec
+            ptrace(PTRACE_SETOPTIONS, child, nullptr,
+                   PTRACE_O_TRACEEXIT | PTRACE_O_TRACEEXEC | PTRACE_O_EXITKILL);
+            optionsSet = true;
+        } else if (status >> 8 == (SIGTRAP | (PTRACE_EVENT_EXIT << 8))) {
+            result.peakKiB = HighWaterKiB(child);
+        } else if (status >> 16 == 0) {
+            deliver = WSTOPSIG(status);
+        }
+        ptrace(PTRACE_CONT, child, nullptr, deliver);
     }
     result.out = ReadText(outPath);
     result.err = ReadText(errPath);
