@@ -12,7 +12,7 @@ trap 'rm -rf "$work"' EXIT
 export PYTHONPATH=$PWD/build/python
 build/python/zolgen -o "$work/generated.zol" --nodes 2000 --elements 900 --results 2 \
     --components 3 --parts 2 --compressed >/dev/null
-specs=()
+expectations=()
 for model in examples/wheel.zol "$work/generated.zol"; do
     out="$work/$(basename "$model" .zol).vtu"
     /usr/bin/python3 -m zolfile convert "$model" "$out"
@@ -20,11 +20,11 @@ for model in examples/wheel.zol "$work/generated.zol"; do
     counts=$(/usr/bin/python3 -c 'import sys, zolfile
 m = zolfile.open(sys.argv[1]); x = m.mesh(m.analyses()[0])
 print(f"{len(x.points)}:{sum(len(b) for _, b in x.cells)}:{len(x.point_data)}")' "$model")
-    specs+=("$out:$counts")
+    expectations+=("$out:$counts")
 done
 mkdir -p docs
 # pvpython's status can't be trusted: under Xvfb it may end on a GLX error after all is done.
 xvfb-run -a -s "-screen 0 1024x768x24" pvpython scripts/paraview_check.py docs/wheel.png \
-    "${specs[@]}" 2>&1 | grep -v "^ \|^X Error" | tee "$work/paraview.log" || true
-[ "$(grep -c ": as expected$" "$work/paraview.log")" -eq "${#specs[@]}" ]
+    "${expectations[@]}" 2>&1 | grep -v "^ \|^X Error" | tee "$work/paraview.log" || true
+[ "$(grep -c ": as expected$" "$work/paraview.log")" -eq "${#expectations[@]}" ]
 grep -q "^rendered " "$work/paraview.log"

@@ -7,10 +7,10 @@ import sys
 from paraview.simple import (ColorBy, GetActiveViewOrCreate, Render, ResetCamera,
                              SaveScreenshot, Show, XMLUnstructuredGridReader)
 
-png, specs = sys.argv[1], sys.argv[2:]
+png, expectations = sys.argv[1], sys.argv[2:]
 failed = False
-for number, spec in enumerate(specs):
-    path, points, cells, arrays = spec.rsplit(":", 3)
+for number, expectation in enumerate(expectations):
+    path, points, cells, arrays = expectation.rsplit(":", 3)
     reader = XMLUnstructuredGridReader(FileName=[path])
     reader.UpdatePipeline()
     info = reader.GetDataInformation()
