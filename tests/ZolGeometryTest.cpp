@@ -23,9 +23,7 @@ using MrlZol::Tree;
 using U = std::vector<uint32_t>;
 
 GeomItem Link(std::string name, uint32_t geometry, uint32_t index) {
-    GeomItem link{.name = name, .kind = 12, .link = true, .linkedGeometryId = geometry};
-    link.linkedDataIndex = index;
-    return link;
+    return LinkItem(std::move(name), 12, geometry, index);
 }
 
 template <class T = uint32_t>

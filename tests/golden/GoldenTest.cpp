@@ -3,9 +3,10 @@
 // trace log and output files of one run of the built tool. ZOL_GOLDEN_UPDATE=1 rewrites the
 // expected files instead of comparing, so that a change of output reads as a diff.
 //
-// `case` lines: `model <name> <file>` (a model of Models.cpp), `copy <path in the tree> <file>`,
-// `text <file> <content>`, `args <arguments...>`, `argv0 <program name>`, `env NAME=value`
-// ($LOG and $WORK stand for the run's directories). Lines starting with # are comments.
+// `case` lines: `copy <path in the tree> <file>` (models are kept under tests/data/golden),
+// `size <file> <bytes>` (pads a copied file with zeros), `text <file> <content>`,
+// `args <arguments...>`, `argv0 <program name>`, `env NAME=value` ($LOG and $WORK stand for the
+// run's directories). Lines starting with # are comments.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,7 +16,6 @@
 #include <map>
 #include <sstream>
 
-#include "Models.h"
 #include "TestSupport.h"
 
 namespace {
@@ -47,11 +47,11 @@ protected:
             std::string verb, first, second;
             words >> verb >> first;
             std::getline(words >> std::ws, second);
-            if (verb == "model") {
-                inputs[second] = NamedModel(first);
-            } else if (verb == "copy") {
+            if (verb == "copy") {
                 const std::string bytes = ReadText(std::string(ZOL_SOURCE_DIR) + "/" + first);
                 inputs[second] = Bytes(bytes.begin(), bytes.end());
+            } else if (verb == "size") {
+                inputs[first].resize(std::stoul(second));
             } else if (verb == "text") {
                 WriteFile(work + "/" + first, Bytes(second.begin(), second.end()));
             } else if (verb == "args") {
