@@ -24,7 +24,7 @@ struct ArrayRecord {
     size_t count = 0;  // the number of values a load gives, checked when the record was made
 
     std::vector<float> floatValues;
-    std::vector<uint32_t> intValues;  // connectivity, or "Element Indices" truncated
+    std::vector<uint32_t> intValues;  // connectivity kinds
 
     // The number of values, whether or not they are in memory.
     size_t Size() const;

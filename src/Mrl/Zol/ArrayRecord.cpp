@@ -5,7 +5,6 @@
 
 #include "Mrl/Hbf/HbFile.h"
 #include "Mrl/Zol/DataLoader.h"
-#include "Mrl/Zol/ValueConversion.h"
 
 namespace MrlZol {
 
@@ -20,23 +19,12 @@ void ArrayRecord::LoadValues() {
     // One block of the name in memory at a time, whatever order the caller asks in.
     loader->file.GetIndex().ReleaseBlocksOutside(loader->blockName, loader->position);
     try {
-        if (!isFloat) {
-            loader->LoadTo(intValues);
-            return;
-        }
-        loader->LoadTo(floatValues);
+        isFloat ? loader->LoadTo(floatValues) : loader->LoadTo(intValues);
     } catch (const std::exception&) {
         // Cannot happen after a good check but for exhausted memory; the record then has
         // no values, and every reader sizes its lines by what is there.
         ReleaseValues();
         count = 0;
-        return;
-    }
-    if (resultName == "Element Indices") {
-        intValues.resize(floatValues.size());
-        for (size_t i = 0; i < floatValues.size(); ++i) {
-            intValues[i] = TruncateToUnsigned(floatValues[i]);
-        }
     }
 }
 
