@@ -84,11 +84,11 @@ TEST_F(HbfIndexTest, ContinuationIndex) {
         EXPECT_EQ(Next(file, kIndexBlockPrefix + "more"), 3u);
     }
 
-    // Twelve bytes of the prefix are not enough.
+    // Twelve bytes of the prefix are not enough, even with a thirteenth of another kind.
     HbFile file;
     Open(file, ZolFileBuilder()
                    .Plain("Data", Words({1}))
-                   .Plain(kIndexBlockPrefix.substr(0, 12), Words({0xFFFF})));
+                   .Plain(kIndexBlockPrefix.substr(0, 12) + "_", Words({0xFFFF})));
     EXPECT_EQ(Next(file, "Data"), 1u);
     EXPECT_EQ(file.GetIndex().GetEntries().size(), 2u);
 }
