@@ -7,27 +7,9 @@
 #include <vector>
 
 #include "Mrl/Zol/DataLoader.h"
+#include "ZolFileBuilder.h"
 
 namespace {
-
-// The layout written out directly: element c + i * k is value i of run c, its bytes one per
-// plane; elements behind the last whole item are stored as they are.
-std::vector<uint8_t> Store(const std::vector<uint32_t>& values, size_t k, bool planar) {
-    size_t n = values.size();
-    std::vector<uint8_t> payload(4 * n);
-    size_t runs = planar && k != 0 ? k : 1;
-    size_t m = planar && k != 0 ? n / runs : 0;
-    for (size_t e = 0; e < n; ++e) {
-        uint32_t v = values[e];
-        if (e < m * runs) {
-            size_t c = e % runs, i = e / runs;
-            for (size_t p = 0; p < 4; ++p) payload[c * 4 * m + p * m + i] = uint8_t(v >> 8 * p);
-        } else {
-            for (size_t p = 0; p < 4; ++p) payload[4 * e + p] = uint8_t(v >> 8 * p);
-        }
-    }
-    return payload;
-}
 
 TEST(ZolDecodeRange, WindowsEqualTheWholeArray) {
     struct Case {
@@ -41,7 +23,8 @@ TEST(ZolDecodeRange, WindowsEqualTheWholeArray) {
     for (const Case& c : cases) {
         std::vector<uint32_t> values(c.n);
         for (size_t e = 0; e < c.n; ++e) values[e] = uint32_t(e * 2654435761u) ^ 0x01020304u;
-        std::vector<uint8_t> payload = Store(values, c.k, c.planar);
+        const ZolTest::Bytes payload =
+            c.planar ? ZolTest::PlanarPayload(values, c.k) : ZolTest::Words(values);
         size_t m = c.k > 1 ? c.n / c.k : c.n;
         // Starts and ends at 0, inside, at a run's boundary and at the end.
         const size_t cuts[] = {0, 1, c.k, m, m + 1, c.n / 2, c.n - 1, c.n};

@@ -29,19 +29,6 @@ Bytes IndexBlock(const std::vector<BlockEntry>& entries, std::optional<uint32_t>
     return w.Raw(trailer).Take();
 }
 
-Bytes PlanarPayload(const std::vector<uint32_t>& elements, uint8_t components) {
-    if (components == 0) return Words(elements);
-    const size_t k = components, m = elements.size() / k;
-    BlockWriter w;
-    for (size_t c = 0; c < k; ++c) {
-        std::vector<uint32_t> run(m);
-        for (size_t i = 0; i < m; ++i) run[i] = elements[c + i * k];
-        w.Raw(Planes(run));
-    }
-    for (size_t j = m * k; j < elements.size(); ++j) w.U32(elements[j]);
-    return w.Take();
-}
-
 }  // namespace
 
 BlockWriter& BlockWriter::F32(float v) {
@@ -96,6 +83,19 @@ Bytes Planes(const std::vector<uint32_t>& elements) {
             out[p * n + j] = static_cast<uint8_t>(elements[j] >> (8 * p));
     }
     return out;
+}
+
+Bytes PlanarPayload(const std::vector<uint32_t>& elements, uint8_t components) {
+    if (components == 0) return Words(elements);
+    const size_t k = components, m = elements.size() / k;
+    BlockWriter w;
+    for (size_t c = 0; c < k; ++c) {
+        std::vector<uint32_t> run(m);
+        for (size_t i = 0; i < m; ++i) run[i] = elements[c + i * k];
+        w.Raw(Planes(run));
+    }
+    for (size_t j = m * k; j < elements.size(); ++j) w.U32(elements[j]);
+    return w.Take();
 }
 
 Bytes Words(const std::vector<uint32_t>& elements) {

@@ -47,6 +47,9 @@ Bytes VersionedRecord(std::string_view version, const Bytes& fields, size_t surp
 Bytes CompressedForm(const Bytes& contents, std::optional<uint32_t> unpackedSizeOverride = {});
 // Byte planes: element j's byte p goes to offset p*N + j (N = elements.size()).
 Bytes Planes(const std::vector<uint32_t>& elements);
+// Items of k components (k = 0: plain words): k runs of N/k elements, each in byte planes,
+// element c + i*k being value i of run c; the N - (N/k)*k elements behind them as plain words.
+Bytes PlanarPayload(const std::vector<uint32_t>& elements, uint8_t components);
 // Plain little-endian words.
 Bytes Words(const std::vector<uint32_t>& elements);
 std::vector<uint32_t> FloatBits(const std::vector<float>& v);
