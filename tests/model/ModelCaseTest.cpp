@@ -9,7 +9,6 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <map>
 #include <sstream>
@@ -45,8 +44,9 @@ std::string List(const T (&values)[N]) {
     return text;
 }
 
+// Empty when nothing was thrown.
 std::string Failed(const Fail& fail) {
-    return "fails " + std::to_string(fail.first) + " " + fail.second;
+    return fail.first == ~0u ? "" : "fails " + std::to_string(fail.first) + " " + fail.second;
 }
 
 void PrintAttributes(std::ostream& out, const MrlZol::AttributeMap& map, const char* indent) {
@@ -73,21 +73,16 @@ template <class T>
 void PrintLoad(std::ostream& out, const DataLoader& loader, ElementTag tag, const char* form) {
     const std::vector<T> sentinel = {T(7), T(7)};
     std::vector<T> values = sentinel, again;
-    const Fail load = Failure([&] { loader.LoadTo(values); });
-    out << "      " << form << " ";
-    if (load.first != ~0u) {
-        out << Failed(load);
-    } else if (values == sentinel) {
-        out << "leaves its target untouched";
-    } else {
+    std::string text = Failed(Failure([&] { loader.LoadTo(values); }));
+    if (text.empty()) {
         loader.LoadTo(again);
-        const bool same = again.size() == values.size() &&
-                          std::memcmp(again.data(), values.data(), values.size() * 4) == 0;
-        out << Values(values) << (same ? "" : " (read again differs)");
+        text = values == sentinel ? "leaves its target untouched" : Values(values);
+        if (values != sentinel && Values(again) != text) text += " (read again differs)";
     }
     uint32_t count = 0;
-    const Fail check = Failure([&] { count = loader.CheckLoad(tag); });
-    out << "; check " << (check.first != ~0u ? Failed(check) : std::to_string(count)) << "\n";
+    const std::string check = Failed(Failure([&] { count = loader.CheckLoad(tag); }));
+    out << "      " << form << " " << text << "; check "
+        << (check.empty() ? std::to_string(count) : check) << "\n";
 }
 
 void PrintItem(std::ostream& out, size_t index, const GeometryData& item) {
@@ -160,20 +155,18 @@ std::string Outcome(const fs::path& folder) {
     Tree tree;
     const bool merge = fs::exists(folder / "merge.zol");
     int32_t openMode = merge ? 2 : 1, loadKind = 0;
-    Fail fail = Failure([&] { tree.Load((folder / "model.zol").string(), openMode, loadKind); });
-    if (merge && fail.first == ~0u) {
-        std::map<uint32_t, uint32_t> idMap;
-        fail =
-            Failure([&] { tree.Load((folder / "merge.zol").string(), idMap, openMode, loadKind); });
+    std::string fail =
+        Failed(Failure([&] { tree.Load((folder / "model.zol").string(), openMode, loadKind); }));
+    if (merge && fail.empty()) {
+        std::map<uint32_t, uint32_t> ids;
+        const std::string second = (folder / "merge.zol").string();
+        fail = Failed(Failure([&] { tree.Load(second, ids, openMode, loadKind); }));
         out << "merged ids";
-        for (const auto& [from, to] : idMap) out << " " << from << ">" << to;
+        for (const auto& [from, to] : ids) out << " " << from << ">" << to;
         out << "; file open " << tree.file.IsOpen() << "\n";
     }
-    if (fail.first != ~0u) {
-        out << "load " << Failed(fail) << "\n";
-    } else {
-        PrintTree(out, tree);
-    }
+    out << (fail.empty() ? "" : "load " + fail + "\n");
+    if (fail.empty()) PrintTree(out, tree);
     return out.str();
 }
 
