@@ -9,14 +9,11 @@
 // run's directories). Lines starting with # are comments.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <sstream>
 
-#include "TestSupport.h"
+#include "CaseFiles.h"
 
 namespace {
 
@@ -105,7 +102,7 @@ TEST_P(Golden, Run) {
     }
     const fs::path expected = kCases / GetParam();
     const std::map<std::string, std::string> outcome = Outcome();
-    const bool update = std::getenv("ZOL_GOLDEN_UPDATE") != nullptr;
+    const bool update = UpdatingGolden();
     for (const auto& entry : fs::directory_iterator(expected)) {
         const std::string name = entry.path().filename().string();
         if (name == "case" || outcome.count(name) != 0) continue;
@@ -115,33 +112,9 @@ TEST_P(Golden, Run) {
             ADD_FAILURE() << name << " expected but not made";
         }
     }
-    for (const auto& [name, text] : outcome) {
-        const std::string path = (expected / name).string();
-        if (update) {
-            WriteFile(path, Bytes(text.begin(), text.end()));
-        } else {
-            EXPECT_TRUE(fs::exists(path)) << name << " made but not expected";
-            EXPECT_EQ(text, ReadText(path)) << name;
-        }
-    }
+    for (const auto& [name, text] : outcome) ExpectFile(expected / name, text);
 }
 
-std::vector<std::string> CaseNames() {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(kCases)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-// Test names allow only letters, digits and underscores.
-std::string TestName(const testing::TestParamInfo<std::string>& info) {
-    std::string name = info.param;
-    for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-    return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, Golden, testing::ValuesIn(CaseNames()), TestName);
+INSTANTIATE_TEST_SUITE_P(Cases, Golden, testing::ValuesIn(CaseNames(kCases)), CaseTestName);
 
 }  // namespace
