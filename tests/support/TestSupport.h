@@ -58,10 +58,6 @@ public:
         WriteFile(*this / name, bytes);
         return *this / name;
     }
-    std::string Write(const ModelBuilder& model, const std::string& version = "1.1",
-                      const std::string& name = "model.zol") const {
-        return Write(model.Build(version), name);
-    }
     std::string Write(const ZolFileBuilder& file, const std::string& name = "model.zol") const {
         return Write(file.Build(), name);
     }
@@ -99,11 +95,6 @@ inline std::shared_ptr<std::string> CaptureLog(std::string* nameOut = nullptr) {
 
 // ---- Model trees ----
 
-inline void LoadTree(MrlZol::Tree& tree, const std::string& path, int32_t openMode = 1) {
-    int32_t loadKind = 0;
-    tree.Load(path, openMode, loadKind);
-}
-
 // Bytes of a named block that no read has reached yet; a block never loaded counts whole.
 inline uint64_t Unread(MrlZol::Tree& tree, const std::string& name) {
     MrlHbf::Index& index = tree.file.GetIndex();
@@ -115,19 +106,6 @@ inline uint64_t Unread(MrlZol::Tree& tree, const std::string& name) {
         total += entry.loaded ? index.GetBlock(number).Remaining() : entry.storedSize;
     }
     return total;
-}
-
-template <class T>
-T* PayloadOf(MrlZol::Tree& tree, uint32_t id) {
-    return dynamic_cast<T*>(tree.GetReqNode(id).data);
-}
-
-inline TreeRecord Record(uint32_t id, uint32_t parent, std::string name, std::string classWord,
-                         std::string objectVersion, uint64_t lightOffset = 0) {
-    TreeRecord record{.id = id, .parent = parent, .name = name, .classWord = classWord};
-    record.objectVersion = std::move(objectVersion);
-    record.lightOffset = lightOffset;
-    return record;
 }
 
 // ---- The tool as a child process ----
