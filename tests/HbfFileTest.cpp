@@ -1,5 +1,5 @@
 // Whole files made byte by byte and read back through HbFile: the header, the opening, the
-// reads by name open and closed, a broken index, and the versioned records.
+// reads by name open and closed, and a broken index.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -9,20 +9,12 @@
 
 #include "Mrl/Hbf/HbFile.h"
 #include "Mrl/Zol/BlockVersionedIo.h"
-#include "Mrl/Zol/Material.h"
 #include "TestSupport.h"
 
 namespace {
 
 using namespace ZolTest;
 using MrlHbf::HbFile;
-
-MrlHbf::Block BlockOf(const Bytes& bytes) {
-    MrlHbf::Block block;
-    block.Append(bytes.data(), static_cast<uint32_t>(bytes.size()));
-    block.SetPosition(uint32_t{0});
-    return block;
-}
 
 class HbfFileTest : public testing::Test {
 protected:
@@ -136,44 +128,6 @@ TEST_F(HbfFileTest, BrokenIndex) {
         Open(file, bytes);
         uint32_t value = 0;
         EXPECT_EQ(Failure([&] { file.CopyFromBlock("A", value); }).first, kind) << serial;
-    }
-}
-
-TEST_F(HbfFileTest, VersionedRecords) {
-    MaterialFields fields;
-    fields.materialFlag = 7;
-    // Unlisted, compared-as-text and empty versions read every field; surplus is skipped.
-    // A fresh material holds an ambient factor of 0.2 and a flag of 1.
-    const std::tuple<const char*, size_t, float, uint8_t> cases[] = {
-        {"0.1", 0, 0.2f, 1},  {"0.2", 0, 15.5f, 1},  {"0.3", 0, 15.5f, 7},
-        {"0.9", 5, 15.5f, 7}, {"0.10", 0, 15.5f, 7}, {"", 0, 15.5f, 7}};
-    for (auto [version, surplus, ambientFactor, flag] : cases) {
-        SCOPED_TRACE(version);
-        Bytes record = MaterialRecord(version, fields, surplus);
-        record.push_back(0x5A);
-        MrlHbf::Block block = BlockOf(record);
-        MrlZol::Material m;
-        MrlHbf::CopyFromBlock_Versioned(block, m);
-        EXPECT_EQ(block.GetPosition(), record.size() - 1);
-        EXPECT_EQ(m.diffuse[3], 3.5f);
-        EXPECT_FLOAT_EQ(m.ambient[3], 0.2f);  // the stored fourth value is not taken
-        EXPECT_EQ(m.shininess, 14.5f);
-        EXPECT_EQ(m.ambientFactor, ambientFactor);
-        EXPECT_EQ(m.materialFlag, flag);
-    }
-
-    // A size short of the fields is an unknown version; one past the bytes, a bad position.
-    const Bytes fields03 = MaterialFieldBytes("0.3", fields);
-    Bytes cut = MaterialRecord("0.3", fields);
-    cut.resize(60);
-    for (auto [bytes, failure] : std::vector<std::pair<Bytes, Fail>>{
-             {VersionedRecord("0.3", fields03, 0, 83), {2, "Unknown Version"}},
-             {VersionedRecord("0.3", fields03, 0, 0), {2, "Unknown Version"}},
-             {VersionedRecord("0.3", fields03, 0, 90), {1, "Invalid block position"}},
-             {cut, {1, "Not enough bytes in the block"}}}) {
-        MrlHbf::Block block = BlockOf(bytes);
-        MrlZol::Material target;
-        EXPECT_EQ(Failure([&] { MrlHbf::CopyFromBlock_Versioned(block, target); }), failure);
     }
 }
 
