@@ -8,6 +8,7 @@ import numpy as np
 import pytest
 
 import zolfile
+from conftest import run
 from zolfile.mesh import MeshError, mesh
 
 
@@ -60,8 +61,7 @@ def test_point_data_by_components_and_left_out_lengths():
 @pytest.mark.parametrize("name", ["example", "v07-parts", "v06-6comp"])
 def test_vtu_reads_back(models, tmp_path, name):
     out = tmp_path / f"{name}.vtu"
-    subprocess.run([sys.executable, "-m", "zolfile", "convert", str(models[name]), str(out)],
-                   check=True)
+    run([sys.executable, "-m", "zolfile"], "convert", models[name], out)
     model = zolfile.open(str(models[name]))
     made = model.mesh(model.analyses()[0])
     back = meshio.read(out)

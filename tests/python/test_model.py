@@ -1,4 +1,6 @@
 """The model's arrays against ZolInfo's dump, and their records (reports: test_damage)."""
+import re
+
 import numpy as np
 import pytest
 
@@ -8,15 +10,10 @@ from conftest import run_zolinfo
 
 def sections(dump):
     """The dump's Coordinates, Connectivity and value lines of its (single) analysis."""
-    parts, current = {}, None
-    for line in dump.splitlines():
-        head = line.strip()
-        if head in ("Coordinates :", "Connectivity :", "Values :"):
-            current = parts.setdefault(head, [])
-        elif not head:
-            current = None
-        elif current is not None:
-            current.append(head.split())
+    parts = {}
+    for head, lines in re.findall(r"^ *(Coordinates :|Connectivity :|Values :) *\n"
+                                  r"((?:.*\S.*\n)*)", dump, re.M):
+        parts.setdefault(head, []).extend(line.split() for line in lines.splitlines())
     return parts
 
 
@@ -44,15 +41,13 @@ def test_arrays_match_the_dump(models):
 def test_records_views_and_history(models):
     model = zolfile.open(str(models["example"]))
     arrays = model.arrays()
-    assert [a.name.split("\x1e")[0] for a in arrays] == [
-        "Coordinates", "Node Ids", "Polylength", "Connectivity", "Stress", "Stress",
-        "Displacement"]
-    ids = arrays[1]
-    assert (ids.analysis, ids.geometry, ids.element_sets) == ("Static", "Wheel",
-                                                              ["Wheel", "Cut 1"])
-    assert (arrays[4].result, arrays[4].instance) == ("Stress", "Step 1\x1eIncrement 10")
-    kinds = {a.result: (a.kind, a.values().dtype) for a in arrays}
-    assert kinds["Connectivity"] == (4, np.uint32) and kinds["Stress"] == (12, np.float32)
+    assert [(a.result, a.kind, a.values().dtype.char) for a in arrays] == [
+        ("Coordinates", 0, "f"), ("Node Ids", 12, "f"), ("Polylength", 5, "I"),
+        ("Connectivity", 4, "I"), ("Stress", 12, "f"), ("Stress", 12, "f"),
+        ("Displacement", 13, "f")]
+    assert (arrays[1].analysis, arrays[1].geometry, arrays[1].element_sets) == (
+        "Static", "Wheel", ["Wheel", "Cut 1"])
+    assert arrays[4].instance == "Step 1\x1eIncrement 10"
     assert model.analyses() == ["Static"] and model.version == "1.1"
     assert [t["user_name"] for t in model.translations] == ["designer", "analyst"]
     # Values are one shared read-only view while alive, and outlive the model's handles.
