@@ -1,4 +1,6 @@
+import html
 import os
+import re
 import sqlite3
 import subprocess
 import sys
@@ -17,22 +19,19 @@ EXAMPLE = SOURCE / "examples" / "wheel.zol"
 ENV = dict(os.environ, PYTHONPATH=os.pathsep.join(
     [os.environ.get("PYTHONPATH", ""), str(HERE), str(SOURCE / "python")]))
 SCRIPTED = [sys.executable, str(HERE / "scripted_reader.py")]
+ENTRY = re.compile(r'<(?:attribute|data) name="([^"]*)" value="([^"]*)"/>')
 
-# zolgen options of the generated models: versions, packing, components, parts, sizes.
-GENERATED = {
-    "plain-1part": ["--nodes", "40", "--elements", "12", "--results", "2", "--plain"],
-    "packed-3comp": ["--nodes", "64", "--elements", "30", "--results", "3", "--components",
-                     "3", "--compressed", "--seed", "7"],
-    "v06-6comp": ["--nodes", "30", "--elements", "9", "--components", "6", "--version", "0.6"],
-    "v07-parts": ["--nodes", "90", "--elements", "40", "--parts", "3", "--version", "0.7",
-                  "--compressed", "--seed", "11"],
-}
 
 
 def run_zolinfo(*args, cwd=None):
     env = dict(os.environ, MORLANE_TEMP_PATH=str(cwd or "/tmp"))
     return subprocess.run([ZOLINFO, *map(str, args)], capture_output=True, text=True,
                           errors="surrogateescape", cwd=cwd, env=env)
+
+
+def report_entries(text):
+    """(name, value) of each entry of a report or EKM file."""
+    return [(html.unescape(k), html.unescape(v)) for k, v in ENTRY.findall(text)]
 
 
 def run(command, *arguments, stdout=None):
@@ -42,9 +41,8 @@ def run(command, *arguments, stdout=None):
 
 
 def write(path, word, magic=records.MAGIC):
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "wb") as f:
-        f.write(magic + word.encode())
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_bytes(magic + word.encode())
 
 
 def snapshot(database_path):
@@ -61,15 +59,17 @@ def snapshot(database_path):
 
 @pytest.fixture(scope="session")
 def models(tmp_path_factory):
-    """Name -> path: the bundled example and the generated models."""
+    """Name -> path: the bundled example and zolgen's models of various versions and layouts."""
     folder = tmp_path_factory.mktemp("models")
     paths = {"example": EXAMPLE}
-    for name, options in GENERATED.items():
+    for name, options in {
+        "plain-1part": "--nodes 40 --elements 12 --results 2 --plain",
+        "packed-3comp": "--nodes 64 --elements 30 --results 3 --components 3 --compressed"
+                        " --seed 7",
+        "v06-6comp": "--nodes 30 --elements 9 --components 6 --version 0.6",
+        "v07-parts": "--nodes 90 --elements 40 --parts 3 --version 0.7 --compressed --seed 11",
+    }.items():
         paths[name] = folder / f"{name}.zol"
-        subprocess.run([ZOLGEN, "-o", paths[name], *options], check=True, capture_output=True)
+        subprocess.run([ZOLGEN, "-o", paths[name], *options.split()], check=True,
+                       capture_output=True)
     return paths
-
-
-@pytest.fixture(params=["example", *GENERATED])
-def model_path(request, models):
-    return models[request.param]

@@ -1,5 +1,6 @@
 """The catalogue's machinery (walk, pool, database, resume, scale-out) with a scripted reader."""
 
+import contextlib
 import os
 import signal
 import sqlite3
@@ -21,42 +22,39 @@ def summary(stderr):
 
 def test_every_outcome_is_one_row(tmp_path):
     share = tmp_path / "share"
-    for name, word in [("a.zol", "one"), ("b.dat", "two"), ("c", "refuse: too new"),
-                       ("deep/d.zol", "crash"), ("e.zol", "hang"), ("f.zol", "raise it")]:
-        write(str(share / name), word)
-    write(str(share / "g.zol"), "not a zol file", magic=b"\x89HBF\r\n\x1a\x0b")
-    write(str(tmp_path / "named.txt"), "plain", magic=b"")
+    # File: its word, then its row's status, error kind and error.
+    outcomes = {"a.zol": ("one", ("loaded", None, None)), "b.dat": ("two", ("loaded", None, None)),
+                "c": ("refuse: too new", ("refused", 3, "refuse: too new")),
+                "deep/d.zol": ("crash", ("failed", None, "worker ended by signal SIGSEGV")),
+                "e.zol": ("hang", ("timed out", None, "no result within 1 s")),
+                "f.zol": ("raise it", ("failed", None, "ValueError: raise it"))}
+    for name, (word, _) in outcomes.items():
+        write(share / name, word)
+    write(share / "g.zol", "not a zol file", magic=b"\x89HBF\r\n\x1a\x0b")
+    write(tmp_path / "named.txt", "plain", magic=b"")
     stderr = catalog(tmp_path, share, tmp_path / "named.txt")
     assert summary(stderr) == ("catalog: 2 loaded, 1 refused, 2 failed, 1 timed out, "
                                "0 skipped, 0 vanished")
     files, children = snapshot(tmp_path / "c.sqlite")
-    outcomes = {os.path.relpath(path, share): (status, kind, error)
-                for path, _, _, status, _, kind, error, _ in files}
-    assert outcomes == {
-        "a.zol": ("loaded", None, None), "b.dat": ("loaded", None, None),
-        "c": ("refused", 3, "refuse: too new"),
-        "deep/d.zol": ("failed", None, "worker ended by signal SIGSEGV"),
-        "e.zol": ("timed out", None, "no result within 1 s"),
-        "f.zol": ("failed", None, "ValueError: raise it")}
-    assert [row[0] for row in children["entries"]] == [str(share / "a.zol"),
-                                                       str(share / "b.dat")]
-    assert summary(run(SCRIPTED, "catalog", share, "--db", tmp_path / "c.sqlite",
-                       "--timeout", "1", "--retry-failed")) == (
+    assert {os.path.relpath(f[0], share): (f[3], f[5], f[6]) for f in files} == {
+        name: outcome for name, (_, outcome) in outcomes.items()}
+    assert [row[0] for row in children["entries"]] == [str(share / n) for n in ("a.zol", "b.dat")]
+    assert summary(catalog(tmp_path, share, "--retry-failed")) == (
         "catalog: 0 loaded, 0 refused, 2 failed, 1 timed out, 3 skipped, 0 vanished")
 
 
 def test_rerun_skips_unchanged_updates_changed_marks_vanished(tmp_path):
     share = tmp_path / "share"
     for name in "abcd":
-        write(str(share / name), name)
+        write(share / name, name)
     catalog(tmp_path, share)
     first = snapshot(tmp_path / "c.sqlite")
     assert "0 loaded" in summary(catalog(tmp_path, share))
     assert snapshot(tmp_path / "c.sqlite") == first
 
-    write(str(share / "a"), "changed")
+    write(share / "a", "changed")
     os.remove(share / "b")
-    write(str(share / "e"), "new")
+    write(share / "e", "new")
     assert summary(catalog(tmp_path, share)) == (
         "catalog: 2 loaded, 0 refused, 0 failed, 0 timed out, 2 skipped, 1 vanished")
     files, children = snapshot(tmp_path / "c.sqlite")
@@ -67,7 +65,7 @@ def test_rerun_skips_unchanged_updates_changed_marks_vanished(tmp_path):
 
     # A catalogue of another directory leaves these rows alone; the file's return revives it.
     assert "0 vanished" in catalog(tmp_path, tmp_path / "elsewhere")
-    write(str(share / "b"), "b")
+    write(share / "b", "b")
     assert "1 loaded" in catalog(tmp_path, share)
     assert {f[3] for f in snapshot(tmp_path / "c.sqlite")[0]} == {"loaded"}
 
@@ -76,30 +74,24 @@ def test_killed_run_resumes_to_the_same_catalogue(tmp_path):
     share = tmp_path / "share"
     count = 600
     for number in range(count):
-        write(str(share / f"{number:04}.zol"), f"slow {number}")
+        write(share / f"{number:04}.zol", f"slow {number}")
     database_path = tmp_path / "killed.sqlite"
     process = subprocess.Popen(SCRIPTED + ["catalog", str(share), "--db", str(database_path),
                                            "--jobs", "2"], env=ENV, stderr=subprocess.DEVNULL)
-    recorded = 0
-    while not recorded and process.poll() is None:
+    while process.poll() is None:  # until the first file is recorded
         time.sleep(0.02)
         with sqlite3.connect(database_path) as database:  # reads while the run writes
-            try:
-                recorded = database.execute("SELECT count(*) FROM files").fetchone()[0]
-            except sqlite3.OperationalError:  # no schema yet
-                pass
+            with contextlib.suppress(sqlite3.OperationalError):  # no schema yet
+                if database.execute("SELECT count(*) FROM files").fetchone()[0]:
+                    break
     process.send_signal(signal.SIGKILL)
     process.wait()
-    assert 0 < recorded < count, "the run was not killed in the middle"
-
-    with sqlite3.connect(database_path) as database:
-        # Each recorded file has all its rows: one entry, one translation, one array.
-        assert database.execute(
-            "SELECT count(*) FROM files WHERE (SELECT count(*) FROM entries WHERE file_id = id)"
-            " + (SELECT count(*) FROM history WHERE file_id = id)"
-            " + (SELECT count(*) FROM arrays WHERE file_id = id) != 3").fetchone()[0] == 0
-        recorded = database.execute("SELECT count(*) FROM files").fetchone()[0]
-    assert f"{count - recorded} loaded" in catalog(tmp_path, share, db="killed.sqlite")
+    # Each recorded file has all its rows: one entry, one translation, one array.
+    files, children = snapshot(database_path)
+    assert 0 < len(files) < count, "the run was not killed in the middle"
+    for rows in children.values():
+        assert [row[0] for row in rows] == [row[0] for row in files]
+    assert f"{count - len(files)} loaded" in catalog(tmp_path, share, db="killed.sqlite")
     catalog(tmp_path, share, db="clean.sqlite")
     assert snapshot(database_path) == snapshot(tmp_path / "clean.sqlite")
 
@@ -108,20 +100,19 @@ def test_killed_run_resumes_to_the_same_catalogue(tmp_path):
 def test_scaled_out_extraction_imports_to_the_same_catalogue(tmp_path, recipe):
     share = tmp_path / "share"
     for number, word in enumerate(["refuse: no", "crash", "x & <y>", "\u00e9l\u00e8ve"] * 5):
-        write(str(share / f"sub{number % 3}" / f"{number}.zol"), word)
-    write(str(share / "notes.txt"), "plain", magic=b"")
+        write(share / f"sub{number % 3}" / f"{number}.zol", word)
+    write(share / "notes.txt", "plain", magic=b"")
     catalog(tmp_path, share)
     part = tmp_path / "part.jsonl"
-    with open(part, "w") as out:
+    with open(part, "a") as out:  # appending, so that the last line follows the workers'
         if recipe == "extract":
             run(SCRIPTED, "extract", share, "--timeout", "1", stdout=out)
         else:
-            with open(tmp_path / "files.txt", "w") as files:
-                subprocess.run(["find", str(share), "-type", "f"], stdout=files, check=True)
+            (tmp_path / "files.txt").write_text("".join(
+                f"{path}\n" for path in share.rglob("*") if path.is_file()))
             run(["parallel", "--arg-file", str(tmp_path / "files.txt"), "-n", "4",
                  "--joblog", str(tmp_path / "jobs.log"), "--resume"],
                 *SCRIPTED, "extract", "--jobs", "1", stdout=out)
-    with open(part, "a") as out:
         out.write('{"path": "cut short')
     stderr = run(SCRIPTED, "catalog", "--import", part, "--db", tmp_path / "imported.sqlite")
     assert "part.jsonl:21: not a whole record, skipped" in stderr
