@@ -63,8 +63,11 @@ def test_rerun_skips_unchanged_updates_changed_marks_vanished(tmp_path):
     assert [(os.path.basename(p), v) for p, _, _, v in children["entries"]] == [
         ("a", "changed"), ("c", "c"), ("d", "d"), ("e", "new")]
 
-    # A catalogue of another directory leaves these rows alone; the file's return revives it.
-    assert "0 vanished" in catalog(tmp_path, tmp_path / "elsewhere")
+    # Rows that vanished before, or of a directory beside this one, are left alone; the file's
+    # return revives it.
+    write(tmp_path / "share2" / "x", "x")
+    catalog(tmp_path, tmp_path / "share2")
+    assert summary(catalog(tmp_path, share)).endswith("4 skipped, 0 vanished")
     write(share / "b", "b")
     assert "1 loaded" in catalog(tmp_path, share)
     assert {f[3] for f in snapshot(tmp_path / "c.sqlite")[0]} == {"loaded"}

@@ -13,14 +13,15 @@ from zolfile.mesh import MeshError, mesh
 
 
 def fake_model(lengths, connectivity, results=()):
-    """A model of one geometry with nodes 10, 20, 30, 40, 50 and the given elements."""
+    """A model of one geometry with nodes 10, 20, 30, 50, 40 (ids need not be sorted) and the
+    given elements."""
     def array(name, values):
         result, _, instance = name.partition("\x1e")
         return SimpleNamespace(analysis="A", geometry="G", name=name, result=result,
                                instance=instance, element_sets=["G"],
                                values=lambda: np.asarray(values))
     arrays = [array(*named) for named in [
-        ("Node Ids", np.float32([10, 20, 30, 40, 50])), ("Coordinates", np.float32(range(15))),
+        ("Node Ids", np.float32([10, 20, 30, 50, 40])), ("Coordinates", np.float32(range(15))),
         ("Polylength", np.uint32(lengths)), ("Connectivity", np.uint32(connectivity)), *results]]
     return SimpleNamespace(arrays=lambda: arrays)
 
@@ -29,11 +30,12 @@ def fake_model(lengths, connectivity, results=()):
 @pytest.mark.parametrize("lengths, connectivity, cells", [
     ([1, 2, 3, 4], [10, 10, 20, 10, 20, 30, 10, 20, 30, 40],
      [("vertex", [[0]]), ("line", [[0, 1]]), ("triangle", [[0, 1, 2]]),
-      ("quad", [[0, 1, 2, 3]])]),
+      ("quad", [[0, 1, 2, 4]])]),
     ([3, 3, 5], [50, 40, 30, 30, 20, 10, 10, 20, 30, 40, 50],
-     [("triangle", [[4, 3, 2], [2, 1, 0]]), ("polygon", [[0, 1, 2, 3, 4]])]),
+     [("triangle", [[3, 4, 2], [2, 1, 0]]), ("polygon", [[0, 1, 2, 4, 3]])]),
     ([2, 3, 2], [10, 20, 20, 30, 40, 40, 50],
-     [("line", [[0, 1]]), ("triangle", [[1, 2, 3]]), ("line", [[3, 4]])]),
+     [("line", [[0, 1]]), ("triangle", [[1, 2, 4]]), ("line", [[4, 3]])]),
+    ([0, 2], [10, 20], [("line", [[0, 1]])]),  # elements of no nodes are left out
     ([2, 3], [10, 20, 30, 35, 40], "element 1 of 'G' refers to node 35"),
     ([1], [0], "element 0 of 'G' refers to node 0"),
     ([4], [10, 20], "need 4 node references"),
@@ -45,7 +47,7 @@ def test_cells(lengths, connectivity, cells):
         return
     made = mesh(fake_model(lengths, connectivity), "A")
     assert [(kind, block.tolist()) for kind, block in made.cells] == cells
-    assert made.node_ids.tolist() == [10, 20, 30, 40, 50]
+    assert made.node_ids.tolist() == [10, 20, 30, 50, 40]
 
 
 def test_point_data_by_components_and_left_out_lengths():
