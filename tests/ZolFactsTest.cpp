@@ -29,6 +29,7 @@ TEST(ZolFacts, FileTypes) {
         {"/d3plot.dir/case1", "Unknown Format"}, {"/data/run.rst.1", "Unknown Format"},
         {"/data/.rst", "ANSYS RST"}, {"/data/model.", "Unknown Format"},
         {"", "Unknown Format"}, {"C:\\data\\model.odb\\", "Unknown Format"},
+        {"d3plot", "LS-Dyna d3plot"},
     };
     // clang-format on
     for (const auto& [path, format] : cases) EXPECT_EQ(GetFileTypeName(path), format) << path;
