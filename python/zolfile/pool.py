@@ -18,7 +18,10 @@ from .records import FAILED, TIMED_OUT
 _CONTEXT = multiprocessing.get_context("fork")
 
 
-def _serve(connection, read, log_directory):
+def _serve(connection, run_end, read, log_directory):
+    # The fork left this worker a copy of the run's end of the pipe; closed, the run's death
+    # ends the pipe and the worker with it, even when the run was killed outright.
+    run_end.close()
     # Each worker keeps its own trace log instead of emptying a shared one.
     os.environ["MORLANE_TEMP_PATH"] = log_directory
     signal.signal(signal.SIGINT, signal.SIG_IGN)
@@ -41,8 +44,8 @@ class _Worker:
     def __init__(self, read, log_root):
         log_directory = tempfile.mkdtemp(dir=log_root)
         self.connection, child = _CONTEXT.Pipe()
-        self.process = _CONTEXT.Process(target=_serve, args=(child, read, log_directory),
-                                        daemon=True)
+        self.process = _CONTEXT.Process(
+            target=_serve, args=(child, self.connection, read, log_directory), daemon=True)
         self.process.start()
         child.close()
         self.task = None

@@ -73,6 +73,15 @@ def test_rerun_skips_unchanged_updates_changed_marks_vanished(tmp_path):
     assert {f[3] for f in snapshot(tmp_path / "c.sqlite")[0]} == {"loaded"}
 
 
+def running(text):
+    """The processes whose command line holds text."""
+    found = []
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        with contextlib.suppress(OSError), open(f"/proc/{pid}/cmdline", "rb") as cmdline:
+            found += [pid] if text in cmdline.read().decode(errors="replace") else []
+    return found
+
+
 def test_killed_run_resumes_to_the_same_catalogue(tmp_path):
     share = tmp_path / "share"
     count = 600
@@ -89,6 +98,11 @@ def test_killed_run_resumes_to_the_same_catalogue(tmp_path):
                     break
     process.send_signal(signal.SIGKILL)
     process.wait()
+    # Its workers don't outlive it.
+    deadline = time.monotonic() + 10
+    while running(str(database_path)) and time.monotonic() < deadline:
+        time.sleep(0.05)
+    assert not running(str(database_path))
     # Each recorded file has all its rows: one entry, one translation, one array.
     files, children = snapshot(database_path)
     assert 0 < len(files) < count, "the run was not killed in the middle"
