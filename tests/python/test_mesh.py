@@ -80,6 +80,7 @@ def test_command_line_failures(models, tmp_path):
     def run(*args):
         return subprocess.run([sys.executable, "-m", "zolfile", *map(str, args)],
                               capture_output=True, text=True)
-    assert run("report", tmp_path / "none.zol").stderr.startswith("Exception: ")
+    refused = run("report", tmp_path / "none.zol")
+    assert refused.returncode == 2 and refused.stderr.startswith("Exception: ")
     missing = run("convert", models["example"], tmp_path / "x.vtu", "--analysis", "Nope")
     assert missing.returncode == 1 and "no analysis 'Nope'" in missing.stderr
