@@ -22,7 +22,6 @@ SCRIPTED = [sys.executable, str(HERE / "scripted_reader.py")]
 ENTRY = re.compile(r'<(?:attribute|data) name="([^"]*)" value="([^"]*)"/>')
 
 
-
 def run_zolinfo(*args, cwd=None):
     env = dict(os.environ, MORLANE_TEMP_PATH=str(cwd or "/tmp"))
     return subprocess.run([ZOLINFO, *map(str, args)], capture_output=True, text=True,
