@@ -1,9 +1,22 @@
 #pragma once
 #include <cstdint>
+#include <exception>
 
 #include "Mrl/Hbf/BlockTransformation.h"
 
 namespace MrlHbf {
+
+// A block whose zlib stream doesn't inflate. Its text is the bare standard exception's, as the
+// tool reports it; the zlib result code travels with it for callers that say more.
+class InflateError : public std::exception {
+public:
+    explicit InflateError(int code) : code(code) {}
+    const char* what() const noexcept override { return "std::exception"; }
+    int Code() const noexcept { return code; }
+
+private:
+    int code;
+};
 
 // Unpacks a block stored as a u32 unpacked size followed by one zlib stream.
 class BlockZlibUnCompressor : public BlockTransformation {

@@ -35,8 +35,13 @@ using MallocBuffer = std::unique_ptr<uint8_t, FreeDeleter>;
 int Inflate(uint8_t* out, uint64_t outLimit, const uint8_t* in, uint64_t inSize,
             uint64_t& produced) {
 #ifdef MRL_HAVE_LIBDEFLATE
-    static libdeflate_decompressor* fast = libdeflate_alloc_decompressor();
-    if (fast != nullptr) {
+    // A decompressor must not be used by two threads at once: each thread keeps its own.
+    struct Decompressor {
+        libdeflate_decompressor* state = libdeflate_alloc_decompressor();
+        ~Decompressor() { libdeflate_free_decompressor(state); }
+    };
+    thread_local Decompressor decompressor;
+    if (libdeflate_decompressor* fast = decompressor.state) {
         size_t used = 0;
         size_t made = 0;
         if (libdeflate_zlib_decompress_ex(fast, in, inSize, out, outLimit, &used, &made) ==
@@ -73,8 +78,10 @@ void BlockZlibUnCompressor::operator()(Block& block) {
     int result = Inflate(out.get(), limit, stored.get() + 4, storedSize - 4, produced);
     stored.reset();
     if (result != Z_OK) {
-        Mrl::Util::ErrorStream() << "Error " << result << " while uncompressing block " << '\n';
-        throw std::exception();
+        if (std::ostream* errors = Mrl::Util::ErrorStream()) {
+            *errors << "Error " << result << " while uncompressing block " << '\n';
+        }
+        throw InflateError(result);
     }
     // Give back what the bound set aside beyond the contents and the growth floor.
     uint64_t keep = produced > Block::kGrowthFloor ? produced : Block::kGrowthFloor;

@@ -1,15 +1,13 @@
 #include "Mrl/Util/ErrorStream.h"
 
-#include <iostream>
-
 namespace Mrl::Util {
 
 namespace {
-std::ostream* current = nullptr;
+thread_local std::ostream* current = nullptr;
 }
 
-std::ostream& ErrorStream() {
-    return current != nullptr ? *current : std::cerr;
+std::ostream* ErrorStream() {
+    return current;
 }
 
 void SetErrorStream(std::ostream* stream) {
