@@ -19,11 +19,11 @@ install(TARGETS Mrl EXPORT MrlTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
     NAMELINK_COMPONENT development
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library)
-install(DIRECTORY include/Mrl DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
-  FILES_MATCHING PATTERN "*.h")
+# The public header alone: the internals' headers stay in the source tree.
+install(FILES include/Mrl/Model.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Mrl
+  COMPONENT development)
 install(EXPORT MrlTargets NAMESPACE Mrl:: DESTINATION ${MRL_CMAKE_DIR} COMPONENT development)
 
-get_target_property(MRL_LIBRARY_TYPE Mrl TYPE)
 configure_package_config_file(cmake/MrlConfig.cmake.in ${PROJECT_BINARY_DIR}/MrlConfig.cmake
   INSTALL_DESTINATION ${MRL_CMAKE_DIR})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/MrlConfigVersion.cmake
@@ -33,7 +33,7 @@ install(FILES ${PROJECT_BINARY_DIR}/MrlConfig.cmake ${PROJECT_BINARY_DIR}/MrlCon
 
 # mrl.pc finds the prefix from its own place (${pcfiledir}). A static Mrl lists zlib and
 # libdeflate under Libs, since a plain `pkg-config --libs mrl` must be enough to link it; a
-# shared one keeps them private. Cflags carry -std=c++20, which the public headers need.
+# shared one keeps them private. Cflags carry no -std: the public header is C++17 and later.
 set(MRL_PC_DEFLATE "")
 if(MRL_HAVE_LIBDEFLATE)
   set(MRL_PC_DEFLATE " -ldeflate")

@@ -34,16 +34,19 @@ namespace Mrl {
 // The one error type. Kind() is the failure's kind number as ZolInfo's exceptions carry it
 // (1 "Out of Bounds", 9 "Read Error", 11 "Format Not Supported", ...); File() is the path the
 // model was opened with; Description() the failure alone; Where() the array or block it was
-// about, or empty. what() is one line: "FILE: WHERE: DESCRIPTION" (WHERE left out when empty).
+// about, or empty; SystemError() the errno of a failure of the system (a missing file: ENOENT),
+// else 0. what() is one line: "FILE: WHERE: DESCRIPTION" (WHERE left out when empty), control
+// characters shown as \xHH.
 class MRL_API Error : public std::runtime_error {
 public:
     Error(std::uint32_t kind, const std::string& file, const std::string& description,
-          const std::string& where = std::string());
+          const std::string& where = std::string(), int systemError = 0);
 
     std::uint32_t Kind() const noexcept;
     const std::string& File() const noexcept;
     const std::string& Description() const noexcept;
     const std::string& Where() const noexcept;
+    int SystemError() const noexcept;
 
 private:
     struct Details;
@@ -69,6 +72,7 @@ struct Translation {
 // result. Values are 32-bit: floats, or unsigned integers (ids and connectivity).
 class MRL_API Array {
 public:
+    // A moved-from Array throws Error (kind 3 "Not Initialized") from everything below.
     Array(const Array&);
     Array(Array&&) noexcept;
     Array& operator=(const Array&);
@@ -93,10 +97,12 @@ public:
     void Read(std::uint64_t first, std::uint64_t count, float* out) const;
     void Read(std::uint64_t first, std::uint64_t count, std::uint32_t* out) const;
 
-private:
-    friend class Model;
+    // The library's own: Details is complete only inside it.
     struct Details;
     explicit Array(std::shared_ptr<const Details> details);
+
+private:
+    const Details& Get() const;
     std::shared_ptr<const Details> details;
 };
 
@@ -126,9 +132,11 @@ public:
     // Read, so a damaged payload fails there.
     const std::vector<Array>& Arrays() const;
 
-private:
+    // The library's own: Details is complete only inside it.
     struct Details;
     explicit Model(std::shared_ptr<const Details> details);
+
+private:
     const Details& Get() const;
     std::shared_ptr<const Details> details;
 };

@@ -2,7 +2,10 @@
 
 #include <pybind11/numpy.h>
 
+#include <sstream>
+
 #include "Mrl/Hbf/HbFile.h"
+#include "Mrl/Util/ErrorStream.h"
 #include "Mrl/Zol/DataLoader.h"
 
 namespace py = pybind11;
@@ -19,6 +22,29 @@ void WarnOfFailure(const std::exception& failure) {
     }
 }
 
+// The library's direct messages (a block that won't inflate) are caught while body runs and
+// then given as RuntimeWarnings, before a failure of body goes on.
+template <class Body>
+void WarningOfMessages(Body&& body) {
+    std::ostringstream messages;
+    Mrl::Util::SetErrorStream(&messages);
+    auto warn = [&messages] {
+        Mrl::Util::SetErrorStream(nullptr);
+        std::string text = messages.str();
+        while (!text.empty() && text.back() == '\n') text.pop_back();
+        if (!text.empty() && PyErr_WarnEx(PyExc_RuntimeWarning, text.c_str(), 1) != 0) {
+            throw py::error_already_set();
+        }
+    };
+    try {
+        body();
+    } catch (...) {
+        warn();
+        throw;
+    }
+    warn();
+}
+
 // The arrays' loads are not checked in the pass: nothing of their payloads is read before
 // their values are asked for.
 MrlZol::ModelFacts Collect(MrlZol::Tree& tree, const std::string& fileSizeText, bool withArrays) {
@@ -32,8 +58,10 @@ Model::Model(const std::string& path) : path(path) {
     std::string fileSizeText = MrlZol::FileSizeText(path);
     int32_t openMode = 1;
     int32_t loadKind = 0;
-    tree.Load(path, openMode, loadKind);
-    facts = Collect(tree, fileSizeText, false);
+    WarningOfMessages([&] {
+        tree.Load(path, openMode, loadKind);
+        facts = Collect(tree, fileSizeText, false);
+    });
 }
 
 const std::vector<MrlZol::ArrayRecord>& Model::GetArrays() {
@@ -57,7 +85,7 @@ py::object Model::LoadValues(size_t index) {
         // One block of the name in memory at a time, whatever order the arrays are read in.
         loader->file.GetIndex().ReleaseBlocksOutside(loader->blockName, loader->position);
         auto tag = record.isFloat ? MrlZol::FloatElementTag : MrlZol::UnsignedElementTag;
-        payload = loader->TakePayload(tag, count);
+        WarningOfMessages([&] { payload = loader->TakePayload(tag, count); });
     }
     auto buffer = std::make_unique_for_overwrite<uint32_t[]>(count);
     if (payload != nullptr) {

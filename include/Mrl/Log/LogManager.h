@@ -45,6 +45,19 @@ private:
     std::map<std::string, uint64_t> formatterNames;
 };
 
+// While one lives in a thread, nothing the thread publishes reaches the log: the trace log is
+// the tool's, and a program on the public API gets none.
+class QuietScope {
+public:
+    QuietScope();
+    ~QuietScope();
+    QuietScope(const QuietScope&) = delete;
+    QuietScope& operator=(const QuietScope&) = delete;
+
+private:
+    bool wasQuiet;
+};
+
 // Turns the trace log on, to a file; a second call keeps the first file.
 void SetLogFile(const char* path);
 // Turns the trace log on, to nowhere.

@@ -6,6 +6,18 @@
 
 namespace Mrl::Log {
 
+namespace {
+thread_local bool quiet = false;
+}
+
+QuietScope::QuietScope() : wasQuiet(quiet) {
+    quiet = true;
+}
+
+QuietScope::~QuietScope() {
+    quiet = wasQuiet;
+}
+
 LogManager& LogManager::Instance() {
     // Never destroyed: records may be published from destructors of other statics.
     static LogManager* instance = new LogManager();
@@ -18,6 +30,7 @@ LogManager::LogManager() {
 }
 
 void LogManager::Publish(const Util::LogRecord& record) {
+    if (quiet) return;
     for (const Route& route : routes) {
         if (!(*filters[route.filter])(record)) continue;
         std::string text = (*formatters[route.formatter])(record);
