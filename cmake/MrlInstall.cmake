@@ -1,6 +1,6 @@
-# Installation in three components: "tool" (ZolInfo and its man page), "library" (a shared
-# Mrl's runtime file) and "development" (the static library or the shared one's link name,
-# the public headers, the CMake package and mrl.pc). Every installed path is
+# Installation in three components: "tool" (ZolInfo, ZolDiff and their man pages), "library"
+# (a shared Mrl's runtime file) and "development" (the static library or the shared one's link
+# name, the public headers, the CMake package and mrl.pc). Every installed path is
 # relative to the prefix, so an installed tree can be moved.
 include(CMakePackageConfigHelpers)
 
@@ -8,11 +8,11 @@ set(MRL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Mrl)
 # A shared Mrl is found next to the tool wherever the prefix ends up.
 if(BUILD_SHARED_LIBS)
   file(RELATIVE_PATH MRL_BIN_TO_LIB ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-  set_target_properties(ZolInfo PROPERTIES INSTALL_RPATH "$ORIGIN/${MRL_BIN_TO_LIB}")
+  set_target_properties(ZolInfo ZolDiff PROPERTIES INSTALL_RPATH "$ORIGIN/${MRL_BIN_TO_LIB}")
 endif()
 
-install(TARGETS ZolInfo RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
-install(FILES man/ZolInfo.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+install(TARGETS ZolInfo ZolDiff RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+install(FILES man/ZolInfo.1 man/ZolDiff.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
 
 install(TARGETS Mrl EXPORT MrlTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
