@@ -8,6 +8,7 @@
     model.to_meshio("Static").write("wheel.vtu")
 """
 from ._zolfile import Array, Error, Model, open
+from .diff import diff
 from .mesh import Mesh, MeshError, analyses, mesh, to_meshio
 
 # Model's own methods for what is written in Python.
@@ -15,4 +16,4 @@ Model.analyses = analyses
 Model.mesh = mesh
 Model.to_meshio = to_meshio
 
-__all__ = ["Array", "Error", "Mesh", "MeshError", "Model", "open"]
+__all__ = ["Array", "Error", "Mesh", "MeshError", "Model", "diff", "open"]
