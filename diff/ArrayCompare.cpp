@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 #include <future>
+#include <limits>
+#include <optional>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -23,12 +25,34 @@ public:
     Recorder(const Tolerance& tolerance, uint64_t maxReport, ArrayDiff& diff)
         : tolerance_(tolerance), maxReport_(maxReport), diff_(diff) {}
 
-    // A range of pairs, A's first value at `index`.
+    // A range of pairs, A's first value at `index`. Equal ranges are passed over at memory
+    // speed; in others, pairs of finite floats take a short path without branches to other
+    // functions, since a model of a new run may differ a little in every value.
     void Range(uint64_t index, const T* a, const T* b, uint64_t count) {
         diff_.compared += count;
         if (std::memcmp(a, b, count * sizeof(T)) == 0) return;
         for (uint64_t k = 0; k < count; ++k) {
-            if (std::memcmp(&a[k], &b[k], sizeof(T)) != 0) Pair(index + k, a[k], b[k]);
+            if (a[k] == b[k]) continue;
+            if constexpr (std::is_same_v<T, float>) {
+                const double x = a[k], y = b[k];
+                const double apart = std::fabs(x - y);
+                const double scale = std::max(std::fabs(x), std::fabs(y));
+                // Both finite (a NaN or an infinity fails this), and not both zero.
+                if (apart <= std::numeric_limits<double>::max()) {
+                    if (apart > largestAbs_)
+                        Largest(diff_.maxAbs, largestAbs_, apart, index + k, x, y);
+                    if (apart > largestRel_ * scale) {
+                        Largest(diff_.maxRel, largestRel_, apart / scale, index + k, x, y);
+                    }
+                    if (apart <= std::max(tolerance_.atol, tolerance_.rtol * scale)) continue;
+                    if (tolerance_.ulps != 0 && UlpDistance(a[k], b[k]) <= tolerance_.ulps) {
+                        continue;
+                    }
+                    Differing(index + k, x, y, apart, apart / scale);
+                    continue;
+                }
+            }
+            Pair(index + k, a[k], b[k]);
         }
     }
 
@@ -40,7 +64,7 @@ public:
         auto place = [&](ValueDiff& value) {
             const uint64_t item = plan.itemsA.ItemOf(value.index);
             value.component = value.index - plan.itemsA.Begin(item);
-            if (plan.ids != nullptr && item < plan.ids->size()) value.id = (*plan.ids)[item];
+            if (plan.ids != nullptr) value.id = plan.ids->IdOf(item);
         };
         if (diff_.maxAbs) place(*diff_.maxAbs);
         if (diff_.maxRel) place(*diff_.maxRel);
@@ -48,31 +72,48 @@ public:
     }
 
 private:
+    // A new largest difference: `measure` is its absolute or its relative difference.
+    void Largest(std::optional<ValueDiff>& slot, double& largest, double measure, uint64_t index,
+                 double a, double b) {
+        largest = measure;
+        const double apart = std::fabs(a - b);
+        slot = ValueDiff{index, std::nullopt, 0, a, b, apart, RelativeDifference(a, b)};
+    }
+
+    void Differing(uint64_t index, double a, double b, double apart, double relative) {
+        ++diff_.differing;
+        if (diff_.first.size() < maxReport_) {
+            diff_.first.push_back(ValueDiff{index, std::nullopt, 0, a, b, apart, relative});
+        }
+    }
+
+    // Any pair of integers, and floats that are not both finite.
     void Pair(uint64_t index, T a, T b) {
-        ValueDiff value{index, std::nullopt, 0, static_cast<double>(a), static_cast<double>(b), 0,
-                        0};
+        const double x = a, y = b;
+        double apart = 0, relative = 0;
         bool passes = false;
         if constexpr (std::is_same_v<T, float>) {
             passes = Passes(a, b, tolerance_);
             if (!(std::isnan(a) && std::isnan(b))) {
-                const bool finite = std::isfinite(a) && std::isfinite(b);
-                value.abs = finite ? std::fabs(value.a - value.b) : INFINITY;
-                value.rel = RelativeDifference(value.a, value.b);
+                apart = std::isfinite(a) && std::isfinite(b) ? std::fabs(x - y) : INFINITY;
+                relative = RelativeDifference(x, y);
             }
         } else {
-            value.abs = std::fabs(value.a - value.b);
-            value.rel = RelativeDifference(value.a, value.b);
+            apart = std::fabs(x - y);
+            relative = RelativeDifference(x, y);
         }
-        if (!diff_.maxAbs || value.abs > diff_.maxAbs->abs) diff_.maxAbs = value;
-        if (!diff_.maxRel || value.rel > diff_.maxRel->rel) diff_.maxRel = value;
-        if (passes) return;
-        ++diff_.differing;
-        if (diff_.first.size() < maxReport_) diff_.first.push_back(value);
+        if (!diff_.maxAbs || apart > largestAbs_)
+            Largest(diff_.maxAbs, largestAbs_, apart, index, x, y);
+        if (!diff_.maxRel || relative > largestRel_) {
+            Largest(diff_.maxRel, largestRel_, relative, index, x, y);
+        }
+        if (!passes) Differing(index, x, y, apart, relative);
     }
 
     Tolerance tolerance_;
     uint64_t maxReport_;
     ArrayDiff& diff_;
+    double largestAbs_ = -1, largestRel_ = -1;  // of diff_.maxAbs and diff_.maxRel
 };
 
 // Runs readA here and readB on another thread: the two models are separate files, so their
@@ -91,9 +132,15 @@ void ReadBoth(ReadA&& readA, ReadB&& readB) {
 
 // Pairs value by value, over the values both arrays have.
 template <class T>
-void ComparePositions(const Mrl::Array& a, const Mrl::Array& b, Recorder<T>& recorder) {
+void ComparePositions(const Mrl::Array& a, const Mrl::Array& b, Recorder<T>& recorder,
+                      Scratch::Values<T>& buffers) {
     const uint64_t size = std::min(a.Size(), b.Size());
-    std::vector<T> bufA(std::min(size, kChunk)), bufB(bufA.size());
+    std::vector<T>& bufA = buffers.a;
+    std::vector<T>& bufB = buffers.b;
+    if (bufA.size() < std::min(size, kChunk)) {
+        bufA.resize(std::min(size, kChunk));
+        bufB.resize(bufA.size());
+    }
     for (uint64_t first = 0; first < size; first += kChunk) {
         const uint64_t count = std::min(kChunk, size - first);
         ReadBoth([&] { a.Read(first, count, bufA.data()); },
@@ -106,8 +153,17 @@ void ComparePositions(const Mrl::Array& a, const Mrl::Array& b, Recorder<T>& rec
 template <class T>
 class ItemPairing {
 public:
-    ItemPairing(const Mrl::Array& a, const Mrl::Array& b, const Plan& plan, Recorder<T>& recorder)
-        : a_(a), b_(b), plan_(plan), recorder_(recorder) {}
+    ItemPairing(const Mrl::Array& a, const Mrl::Array& b, const Plan& plan, Recorder<T>& recorder,
+                Scratch& scratch)
+        : a_(a),
+          b_(b),
+          plan_(plan),
+          recorder_(recorder),
+          bufA_(scratch.For<T>().a),
+          bufB_(scratch.For<T>().b),
+          run_(scratch.For<T>().run),
+          placed_(scratch.placed),
+          order_(scratch.order) {}
 
     void Run() {
         for (uint64_t i = 0; i < plan_.itemsA.count;) i = Chunk(i);
@@ -192,9 +248,9 @@ private:
     const Mrl::Array& b_;
     const Plan& plan_;
     Recorder<T>& recorder_;
-    std::vector<T> bufA_, bufB_, run_;
-    std::vector<uint64_t> placed_;  // where each item's partner starts in bufB_
-    std::vector<uint64_t> order_;   // the items with partners, in B's order
+    std::vector<T>&bufA_, &bufB_, &run_;
+    std::vector<uint64_t>& placed_;  // where each item's partner starts in bufB_
+    std::vector<uint64_t>& order_;   // the items with partners, in B's order
 };
 
 // Items too long for a chunk are compared by position: only a damaged model has them.
@@ -208,14 +264,14 @@ bool ItemsFit(const Items& items) {
 
 template <class T>
 void CompareAs(const Mrl::Array& a, const Mrl::Array& b, const Plan& plan,
-               const Tolerance& tolerance, uint64_t maxReport, ArrayDiff& diff) {
+               const Tolerance& tolerance, uint64_t maxReport, ArrayDiff& diff, Scratch& scratch) {
     diff.idKind = plan.ids != nullptr ? plan.idKind : "";
     Recorder<T> recorder(tolerance, maxReport, diff);
     const bool byPosition = plan.toB == nullptr && plan.itemsA.SameLayout(plan.itemsB);
     if (byPosition || !ItemsFit(plan.itemsA) || !ItemsFit(plan.itemsB)) {
-        ComparePositions(a, b, recorder);
+        ComparePositions(a, b, recorder, scratch.For<T>());
     } else {
-        ItemPairing<T>(a, b, plan, recorder).Run();
+        ItemPairing<T>(a, b, plan, recorder, scratch).Run();
     }
     recorder.Finish(plan);
 }
@@ -223,11 +279,12 @@ void CompareAs(const Mrl::Array& a, const Mrl::Array& b, const Plan& plan,
 }  // namespace
 
 void CompareValues(const Mrl::Array& a, const Mrl::Array& b, const Plan& plan,
-                   const Tolerance& tolerance, uint64_t maxReport, ArrayDiff& diff) {
+                   const Tolerance& tolerance, uint64_t maxReport, ArrayDiff& diff,
+                   Scratch& scratch) {
     if (a.IsFloat()) {
-        CompareAs<float>(a, b, plan, tolerance, maxReport, diff);
+        CompareAs<float>(a, b, plan, tolerance, maxReport, diff, scratch);
     } else {
-        CompareAs<uint32_t>(a, b, plan, tolerance, maxReport, diff);
+        CompareAs<uint32_t>(a, b, plan, tolerance, maxReport, diff, scratch);
     }
 }
 

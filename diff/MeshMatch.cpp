@@ -10,53 +10,49 @@ namespace {
 
 constexpr uint64_t kChunk = uint64_t{1} << 20;
 
-// The values of an array of ids, counts or references as integers; nothing when one of them
-// is not a finite number (ids stored as floats are cut toward zero, as the dump prints them).
-std::optional<std::vector<int64_t>> ReadIntegers(const Mrl::Array& array) {
-    const uint64_t size = array.Size();
-    // Grown as reads succeed: the size is the file's claim, the payload may not be there.
-    std::vector<int64_t> values;
-    std::vector<float> floats(array.IsFloat() ? std::min(size, kChunk) : 0);
-    std::vector<uint32_t> words(array.IsFloat() ? 0 : std::min(size, kChunk));
-    for (uint64_t first = 0; first < size; first += kChunk) {
-        const uint64_t count = std::min(kChunk, size - first);
-        values.resize(first + count);
-        if (array.IsFloat()) {
-            array.Read(first, count, floats.data());
-            for (uint64_t k = 0; k < count; ++k) {
-                if (!std::isfinite(floats[k])) return std::nullopt;
-                values[first + k] = static_cast<int64_t>(floats[k]);
-            }
-        } else {
-            array.Read(first, count, words.data());
-            std::copy(words.begin(), words.begin() + static_cast<ptrdiff_t>(count),
-                      values.begin() + static_cast<ptrdiff_t>(first));
+// Values [first, first + count) of an array of ids, counts or references as integers; false
+// when one of them is not a finite number (ids stored as floats are cut toward zero, as the
+// dump prints them).
+bool ReadIntegerRange(const Mrl::Array& array, uint64_t first, uint64_t count, int64_t* out) {
+    if (array.IsFloat()) {
+        std::vector<float> floats(count);
+        array.Read(first, count, floats.data());
+        for (uint64_t k = 0; k < count; ++k) {
+            if (!std::isfinite(floats[k])) return false;
+            out[k] = static_cast<int64_t>(floats[k]);
         }
+    } else {
+        std::vector<uint32_t> words(count);
+        array.Read(first, count, words.data());
+        std::copy(words.begin(), words.end(), out);
+    }
+    return true;
+}
+
+// The whole array as integers, or nothing. Grown as reads succeed: the size is the file's
+// claim, the payload may not be there.
+std::optional<std::vector<int64_t>> ReadIntegers(const Mrl::Array& array) {
+    std::vector<int64_t> values;
+    for (uint64_t first = 0; first < array.Size(); first += kChunk) {
+        const uint64_t count = std::min(kChunk, array.Size() - first);
+        values.resize(first + count);
+        if (!ReadIntegerRange(array, first, count, values.data() + first)) return std::nullopt;
     }
     return values;
 }
 
-// Whether the array holds these integers, read a chunk at a time.
-bool SameIntegers(const Mrl::Array& array, const std::vector<int64_t>& values) {
-    if (array.Size() != values.size()) return false;
-    const uint64_t size = values.size();
-    std::vector<float> floats(array.IsFloat() ? std::min(size, kChunk) : 0);
-    std::vector<uint32_t> words(array.IsFloat() ? 0 : std::min(size, kChunk));
-    for (uint64_t first = 0; first < size; first += kChunk) {
-        const uint64_t count = std::min(kChunk, size - first);
-        const int64_t* expected = values.data() + first;
-        if (array.IsFloat()) {
-            array.Read(first, count, floats.data());
-            for (uint64_t k = 0; k < count; ++k) {
-                if (!std::isfinite(floats[k]) || static_cast<int64_t>(floats[k]) != expected[k]) {
-                    return false;
-                }
-            }
-        } else {
-            array.Read(first, count, words.data());
-            for (uint64_t k = 0; k < count; ++k) {
-                if (int64_t{words[k]} != expected[k]) return false;
-            }
+// Whether two arrays hold the same integers, read a chunk at a time: the common case of the
+// same ids in the same order needs neither model's ids in memory.
+bool SameIntegers(const Mrl::Array& a, const Mrl::Array& b) {
+    if (a.Size() != b.Size()) return false;
+    std::vector<int64_t> chunkA(std::min(a.Size(), kChunk)), chunkB(chunkA.size());
+    for (uint64_t first = 0; first < a.Size(); first += kChunk) {
+        const uint64_t count = std::min(kChunk, a.Size() - first);
+        if (!ReadIntegerRange(a, first, count, chunkA.data()) ||
+            !ReadIntegerRange(b, first, count, chunkB.data()) ||
+            !std::equal(chunkA.begin(), chunkA.begin() + static_cast<ptrdiff_t>(count),
+                        chunkB.begin())) {
+            return false;
         }
     }
     return true;
@@ -105,9 +101,18 @@ uint64_t Items::ItemOf(uint64_t index) const {
     return static_cast<uint64_t>(after - offsets->begin()) - 1;
 }
 
+std::optional<int64_t> ItemMatch::IdOf(uint64_t item) const {
+    if (idsA) return item < idsA->size() ? std::optional((*idsA)[item]) : std::nullopt;
+    int64_t id = 0;
+    if (!idArrayA || item >= idArrayA->Size() || !ReadIntegerRange(*idArrayA, item, 1, &id)) {
+        return std::nullopt;
+    }
+    return id;
+}
+
 MeshMatcher::MeshMatcher(const Mrl::Model& a, const Mrl::Model& b, const Options& options,
                          DiffReport& report)
-    : a_(a), b_(b), options_(options), report_(report) {
+    : options_(options), report_(report) {
     for (const Mrl::Model* model : {&a, &b}) {
         auto& meshes = model == &a ? meshesA_ : meshesB_;
         for (const Mrl::Array& array : model->Arrays()) {
@@ -128,16 +133,14 @@ ItemMatch MeshMatcher::MatchItems(const std::optional<Mrl::Array>& a,
                                   const std::optional<Mrl::Array>& b, const GeometryKey& key,
                                   const std::string& what) {
     ItemMatch match;
-    std::optional<std::vector<int64_t>> idsA;
-    if (a) idsA = ReadIntegers(*a);
-    if (!idsA) return match;
-    match.idsA = std::make_shared<const std::vector<int64_t>>(std::move(*idsA));
-    idsA = std::nullopt;
-    const std::vector<int64_t>& ids = *match.idsA;
-    // The same ids in the same order, the common case, need no map and no copy of B's.
-    if (!b || options_.match == Match::Order || SameIntegers(*b, ids)) return match;
+    if (!a) return match;
+    match.idArrayA = *a;
+    if (!b || options_.match == Match::Order || SameIntegers(*a, *b)) return match;
+    std::optional<std::vector<int64_t>> idsA = ReadIntegers(*a);
     const std::optional<std::vector<int64_t>> idsB = ReadIntegers(*b);
-    if (!idsB) return match;
+    if (!idsA || !idsB) return match;
+    match.idsA = std::make_shared<const std::vector<int64_t>>(std::move(*idsA));
+    const std::vector<int64_t>& ids = *match.idsA;
 
     // B's items in the order of their ids, for a binary search per item of A.
     std::vector<uint32_t> order(idsB->size());
@@ -221,7 +224,7 @@ Plan MeshMatcher::PlanFor(const Mrl::Array& a, const Mrl::Array& b) {
         plan.itemsA = {match.countA, width, nullptr};
         plan.itemsB = {match.countB, width, nullptr};
         plan.toB = match.toB.empty() ? nullptr : &match.toB;
-        plan.ids = match.idsA && match.idsA->size() == match.countA ? match.idsA.get() : nullptr;
+        plan.ids = match.idArrayA ? &match : nullptr;
         plan.idKind = kind;
         return true;
     };
@@ -231,8 +234,7 @@ Plan MeshMatcher::PlanFor(const Mrl::Array& a, const Mrl::Array& b) {
         plan.itemsB = VariableItems(match_.offsetsB, sizeB);
         const ItemMatch& elements = match_.elements;
         plan.toB = elements.toB.size() == plan.itemsA.count ? &elements.toB : nullptr;
-        plan.ids = elements.idsA && elements.idsA->size() == plan.itemsA.count ? elements.idsA.get()
-                                                                               : nullptr;
+        plan.ids = elements.idArrayA && elements.countA == plan.itemsA.count ? &elements : nullptr;
         plan.idKind = "element";
         return plan;
     }

@@ -36,16 +36,21 @@ struct Items {
 // The nodes or the elements of one geometry in both models.
 struct ItemMatch {
     uint64_t countA = 0, countB = 0;
-    std::shared_ptr<const std::vector<int64_t>> idsA;  // A's ids, if A has usable ones
+    std::optional<Mrl::Array> idArrayA;  // A's ids, if it has them
+    // A's ids in memory, when they pair items in another order.
+    std::shared_ptr<const std::vector<int64_t>> idsA;
     std::vector<uint32_t> toB;  // A's item i is B's item toB[i] (kNoItem: none); empty: i is i
     bool byIds = false;
+
+    // The id of A's item, if A has a finite one for it.
+    std::optional<int64_t> IdOf(uint64_t item) const;
 };
 
 // How to pair the values of one array of A with those of B.
 struct Plan {
     Items itemsA, itemsB;
     const std::vector<uint32_t>* toB = nullptr;  // null: item i pairs with item i
-    const std::vector<int64_t>* ids = nullptr;   // A's item ids; null: the array has none
+    const ItemMatch* ids = nullptr;              // A's item ids; null: the array has none
     std::string idKind;                          // "node" or "element", with ids
 };
 
@@ -74,8 +79,6 @@ private:
     ItemMatch MatchItems(const std::optional<Mrl::Array>& a, const std::optional<Mrl::Array>& b,
                          const GeometryKey& key, const std::string& what);
 
-    const Mrl::Model& a_;
-    const Mrl::Model& b_;
     const Options& options_;
     DiffReport& report_;
     std::map<GeometryKey, MeshArrays> meshesA_, meshesB_;

@@ -71,7 +71,7 @@ bool ExactByName(const std::string& result) {
 }
 
 ArrayDiff CompareArrays(const Mrl::Array& a, const Mrl::Array& b, MeshMatcher& matcher,
-                        const Options& options) {
+                        const Options& options, Scratch& scratch) {
     ArrayDiff diff;
     diff.key = KeyOf(a);
     diff.isFloat = a.IsFloat();
@@ -82,7 +82,7 @@ ArrayDiff CompareArrays(const Mrl::Array& a, const Mrl::Array& b, MeshMatcher& m
     diff.typesDiffer = a.IsFloat() != b.IsFloat();
     if (diff.typesDiffer) return diff;
     const Tolerance tolerance = ExactByName(a.Result()) ? Tolerance{} : options.For(a.Result());
-    CompareValues(a, b, matcher.PlanFor(a, b), tolerance, options.maxReport, diff);
+    CompareValues(a, b, matcher.PlanFor(a, b), tolerance, options.maxReport, diff, scratch);
     return diff;
 }
 
@@ -101,6 +101,7 @@ DiffReport CompareModels(const Mrl::Model& a, const Mrl::Model& b, const Options
     for (size_t j = 0; j < slotsB.size(); ++j) inB.emplace(slotsB[j], j);
     std::vector<bool> paired(arraysB.size(), false);
     MeshMatcher matcher(a, b, options, report);
+    Scratch scratch;
     for (size_t i = 0; i < arraysA.size(); ++i) {
         if (options.Ignored(arraysA[i].Result())) continue;
         const auto found = inB.find(slotsA[i]);
@@ -109,7 +110,8 @@ DiffReport CompareModels(const Mrl::Model& a, const Mrl::Model& b, const Options
             continue;
         }
         paired[found->second] = true;
-        ArrayDiff diff = CompareArrays(arraysA[i], arraysB[found->second], matcher, options);
+        ArrayDiff diff =
+            CompareArrays(arraysA[i], arraysB[found->second], matcher, options, scratch);
         ++report.arraysCompared;
         report.valuesCompared += diff.compared;
         if (diff.Differs()) report.arrays.push_back(std::move(diff));
