@@ -4,7 +4,8 @@
     bench/diff_bench.py [--values N] [--rounds R] [--large]
 
 Builds in build-bench/ (Release), generates two models of N values (default 10 million: six
-results on a million nodes, their coordinates and ids) that differ by seeded noise, and writes
+results on a million nodes, their coordinates and ids, in blocks of 4 MiB as the HDF5 files'
+chunks of 2^20 floats) that differ by seeded noise, and writes
 the same values, model by model, into two HDF5 files of one float dataset each (gzip and
 shuffle, chunks of 2^20 values). The relative tolerance R is twice the largest relative
 difference, so that every pair passes in both tools: both read and compare every value and
@@ -54,7 +55,8 @@ def generate(folder, name, values, seed):
     path.parent.mkdir()
     nodes = values // 10
     subprocess.run([BUILD / "bench/zolgen", "-o", path, "--nodes", str(nodes), "--elements", "1",
-                    "--results", "6", "--components", "1", "--compressed", "--seed", str(seed)],
+                    "--results", "6", "--components", "1", "--compressed", "--seed", str(seed),
+                    "--piece-mib", "4"],
                    check=True, stdout=subprocess.DEVNULL)
     return path
 

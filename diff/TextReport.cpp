@@ -68,10 +68,9 @@ void WriteArray(const ArrayDiff& diff, std::string& text) {
     }
     text += "\n";
     if (diff.ShapeDiffers()) {
-        text += "  size: " + std::to_string(diff.sizeA) + " values of " +
-                std::to_string(diff.componentsA) + " components in A, " +
-                std::to_string(diff.sizeB) + " values of " + std::to_string(diff.componentsB) +
-                " components in B\n";
+        text += "  size: " + std::to_string(diff.sizeA) + " values in items of " +
+                std::to_string(diff.componentsA) + " in A, " + std::to_string(diff.sizeB) +
+                " in items of " + std::to_string(diff.componentsB) + " in B\n";
     }
     if (diff.differing == 0) return;
     if (diff.maxAbs) {
