@@ -44,10 +44,12 @@ std::optional<std::vector<int64_t>> ReadIntegers(const Mrl::Array& array) {
 // Whether two arrays hold the same integers, read a chunk at a time: the common case of the
 // same ids in the same order needs neither model's ids in memory.
 bool SameIntegers(const Mrl::Array& a, const Mrl::Array& b) {
+    // Small ranges: their buffers come from the heap again and again instead of fresh pages.
+    constexpr uint64_t kRange = uint64_t{1} << 16;
     if (a.Size() != b.Size()) return false;
-    std::vector<int64_t> chunkA(std::min(a.Size(), kChunk)), chunkB(chunkA.size());
-    for (uint64_t first = 0; first < a.Size(); first += kChunk) {
-        const uint64_t count = std::min(kChunk, a.Size() - first);
+    std::vector<int64_t> chunkA(std::min(a.Size(), kRange)), chunkB(chunkA.size());
+    for (uint64_t first = 0; first < a.Size(); first += kRange) {
+        const uint64_t count = std::min(kRange, a.Size() - first);
         if (!ReadIntegerRange(a, first, count, chunkA.data()) ||
             !ReadIntegerRange(b, first, count, chunkB.data()) ||
             !std::equal(chunkA.begin(), chunkA.begin() + static_cast<ptrdiff_t>(count),
