@@ -1,10 +1,12 @@
 # One step of the package tests, run with cmake -P. ACTION is one of
 #   install-static  install the build BUILD_DIR into WORK/prefix
-#   install-shared  build the library alone as a shared library in WORK/build, install it
+#   install-shared  build the library and the tool shared, for /usr, in WORK/build; install the
+#                   library into WORK/prefix
 #   contents        what the prefix holds: the public header alone; for a shared library, its
 #                   SONAME and exported symbols
 #   cmake           build examples/consumer with find_package(Mrl) against WORK/prefix, run it
 #   pkg-config      the same through `pkg-config --cflags --libs mrl`
+#   deb             make the Debian packages of WORK/build and check what each holds
 cmake_policy(VERSION 3.25)
 set(prefix ${WORK}/prefix)
 set(consumer ${SOURCE_DIR}/examples/consumer)
@@ -93,10 +95,13 @@ if(ACTION STREQUAL "install-static")
   file(REMOVE_RECURSE ${WORK})
   run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 elseif(ACTION STREQUAL "install-shared")
+  # Configured as the Debian packages are made, unoptimised to stay quick. The prefix /usr
+  # puts the library in the multiarch directory; installing elsewhere keeps that layout.
   file(REMOVE_RECURSE ${prefix})
   run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK}/build -G ${GENERATOR}
-    -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=None -DBUILD_SHARED_LIBS=ON -DMRL_TESTS=OFF)
-  run(${CMAKE_COMMAND} --build ${WORK}/build --target Mrl -j2)
+    -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=None -DBUILD_SHARED_LIBS=ON
+    -DCMAKE_INSTALL_PREFIX=/usr -DMRL_TESTS=OFF -DMRL_PYTHON=OFF)
+  run(${CMAKE_COMMAND} --build ${WORK}/build --target Mrl ZolInfo -j2)
   foreach(component library development)
     run(${CMAKE_COMMAND} --install ${WORK}/build --component ${component} --prefix ${prefix})
   endforeach()
@@ -135,6 +140,8 @@ elseif(ACTION STREQUAL "pkg-config")
   string(REGEX MATCH "-L([^ ;]+)" libdir_flag "${flags}")
   set(ENV{LD_LIBRARY_PATH} ${CMAKE_MATCH_1})
   check_examples(${dir})
+elseif(ACTION STREQUAL "deb")
+  include(${CMAKE_CURRENT_LIST_DIR}/Debian.cmake)
 else()
   message(FATAL_ERROR "unknown ACTION ${ACTION}")
 endif()
