@@ -3,10 +3,10 @@
 set -euo pipefail
 # The zolfile Python package needs the python3-* packages, for Debian's /usr/bin/python3;
 # the catalogue's progress bar needs tqdm and its scale-out test GNU parallel; the package
-# tests need pkg-config and groff.
-packages=(g++ cmake make libgtest-dev zlib1g-dev libdeflate-dev groff-base pkg-config
-    python3-dev python3-numpy python3-pybind11 python3-pytest python3-meshio python3-tqdm parallel
-    "$@")
+# tests need pkg-config and groff, and the Debian packages dpkg-dev and file.
+packages=(g++ cmake make libgtest-dev zlib1g-dev libdeflate-dev groff-base pkg-config dpkg-dev
+    file python3-dev python3-numpy python3-pybind11 python3-pytest python3-meshio python3-tqdm
+    parallel "$@")
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||
