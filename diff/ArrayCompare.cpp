@@ -31,28 +31,13 @@ public:
     void Range(uint64_t index, const T* a, const T* b, uint64_t count) {
         diff_.compared += count;
         if (std::memcmp(a, b, count * sizeof(T)) == 0) return;
-        for (uint64_t k = 0; k < count; ++k) {
-            if (a[k] == b[k]) continue;
-            if constexpr (std::is_same_v<T, float>) {
-                const double x = a[k], y = b[k];
-                const double apart = std::fabs(x - y);
-                const double scale = std::max(std::fabs(x), std::fabs(y));
-                // Both finite (a NaN or an infinity fails this), and not both zero.
-                if (apart <= std::numeric_limits<double>::max()) {
-                    if (apart > largestAbs_)
-                        Largest(diff_.maxAbs, largestAbs_, apart, index + k, x, y);
-                    if (apart > largestRel_ * scale) {
-                        Largest(diff_.maxRel, largestRel_, apart / scale, index + k, x, y);
-                    }
-                    if (apart <= std::max(tolerance_.atol, tolerance_.rtol * scale)) continue;
-                    if (tolerance_.ulps != 0 && UlpDistance(a[k], b[k]) <= tolerance_.ulps) {
-                        continue;
-                    }
-                    Differing(index + k, x, y, apart, apart / scale);
-                    continue;
-                }
+        if constexpr (std::is_same_v<T, float>) {
+            for (uint64_t start = 0; start < count; start += kBlock) {
+                const uint64_t n = std::min(kBlock, count - start);
+                if (!Quiet(a + start, b + start, n)) Pairs(index + start, a + start, b + start, n);
             }
-            Pair(index + k, a[k], b[k]);
+        } else {
+            Pairs(index, a, b, count);
         }
     }
 
@@ -72,6 +57,57 @@ public:
     }
 
 private:
+    // Floats are looked at in blocks; most blocks of a new run's model differ in every value but
+    // hold no new largest difference and no pair out of tolerance.
+    static constexpr uint64_t kBlock = 256;
+
+    // True when every pair of the block is a pair of finite floats within tolerance and none
+    // is a new largest difference. Without branches, so that it runs on vectors.
+    bool Quiet(const float* a, const float* b, uint64_t n) const {
+        const double largestAbs = largestAbs_, largestRel = largestRel_;
+        const double atol = tolerance_.atol, rtol = tolerance_.rtol;
+        int loud = 0;
+        for (uint64_t k = 0; k < n; ++k) {
+            const double x = a[k], y = b[k];
+            const double apart = std::fabs(x - y);
+            const double scale = std::max(std::fabs(x), std::fabs(y));
+            // A NaN or an infinity fails the first test.
+            loud |= static_cast<int>(!(apart <= std::numeric_limits<double>::max())) |
+                    static_cast<int>(apart > largestAbs) |
+                    static_cast<int>(apart > largestRel * scale) |
+                    static_cast<int>(apart > std::max(atol, rtol * scale));
+        }
+        return loud == 0;
+    }
+
+    // Every pair of a range, one at a time.
+    void Pairs(uint64_t index, const T* a, const T* b, uint64_t count) {
+        for (uint64_t k = 0; k < count; ++k) {
+            if (a[k] == b[k]) continue;
+            if constexpr (std::is_same_v<T, float>) {
+                const double x = a[k], y = b[k];
+                const double apart = std::fabs(x - y);
+                const double scale = std::max(std::fabs(x), std::fabs(y));
+                // Both finite (a NaN or an infinity fails this), and not both zero.
+                if (apart <= std::numeric_limits<double>::max()) {
+                    if (apart > largestAbs_) {
+                        Largest(diff_.maxAbs, largestAbs_, apart, index + k, x, y);
+                    }
+                    if (apart > largestRel_ * scale) {
+                        Largest(diff_.maxRel, largestRel_, apart / scale, index + k, x, y);
+                    }
+                    if (apart <= std::max(tolerance_.atol, tolerance_.rtol * scale)) continue;
+                    if (tolerance_.ulps != 0 && UlpDistance(a[k], b[k]) <= tolerance_.ulps) {
+                        continue;
+                    }
+                    Differing(index + k, x, y, apart, apart / scale);
+                    continue;
+                }
+            }
+            Pair(index + k, a[k], b[k]);
+        }
+    }
+
     // A new largest difference: `measure` is its absolute or its relative difference.
     void Largest(std::optional<ValueDiff>& slot, double& largest, double measure, uint64_t index,
                  double a, double b) {
