@@ -17,8 +17,10 @@ bool ReadIntegerRange(const Mrl::Array& array, uint64_t first, uint64_t count, i
     if (array.IsFloat()) {
         std::vector<float> floats(count);
         array.Read(first, count, floats.data());
+        // 2^63: a float past it, an infinity or a NaN has no integer.
+        constexpr float kLimit = 9223372036854775808.0f;
         for (uint64_t k = 0; k < count; ++k) {
-            if (!std::isfinite(floats[k])) return false;
+            if (!(floats[k] > -kLimit && floats[k] < kLimit)) return false;
             out[k] = static_cast<int64_t>(floats[k]);
         }
     } else {
@@ -65,9 +67,12 @@ std::shared_ptr<const std::vector<uint64_t>> Offsets(const Mrl::Array& polylengt
     const std::optional<std::vector<int64_t>> lengths = ReadIntegers(polylength);
     if (!lengths) return nullptr;
     auto offsets = std::make_shared<std::vector<uint64_t>>(lengths->size() + 1, 0);
+    // No array holds 2^32 values: lengths that add up past that can't be an element list.
+    constexpr int64_t kMost = int64_t{1} << 32;
     for (size_t e = 0; e < lengths->size(); ++e) {
-        if ((*lengths)[e] < 0) return nullptr;
+        if ((*lengths)[e] < 0 || (*lengths)[e] > kMost) return nullptr;
         (*offsets)[e + 1] = (*offsets)[e] + static_cast<uint64_t>((*lengths)[e]);
+        if ((*offsets)[e + 1] > static_cast<uint64_t>(kMost)) return nullptr;
     }
     return offsets;
 }
