@@ -10,10 +10,12 @@ import time
 import pytest
 
 from conftest import ENV, SCRIPTED, run, snapshot, write
+from zolfile.records import MAGIC
 
 
-def catalog(tmp_path, *paths, db="c.sqlite"):
-    return run(SCRIPTED, "catalog", *paths, "--db", tmp_path / db, "--jobs", "2", "--timeout", "1")
+def catalog(tmp_path, *paths, db="c.sqlite", jobs=2, **options):
+    return run(SCRIPTED, "catalog", *paths, "--db", tmp_path / db, "--jobs", jobs, "--timeout",
+               "1", **options)
 
 
 def summary(stderr):
@@ -27,20 +29,22 @@ def test_every_outcome_is_one_row(tmp_path):
                 "c": ("refuse: too new", ("refused", 3, "refuse: too new")),
                 "deep/d.zol": ("crash", ("failed", None, "worker ended by signal SIGSEGV")),
                 "e.zol": ("hang", ("timed out", None, "no result within 1 s")),
-                "f.zol": ("raise it", ("failed", None, "ValueError: raise it"))}
+                "f.zol": ("raise it", ("failed", None, "ValueError: raise it")),
+                # Named as a model, its magic gone: refused, not left out.
+                "g.ZOL": ("damaged", ("refused", 11, "not a Zol file"))}
     for name, (word, _) in outcomes.items():
-        write(share / name, word)
-    write(share / "g.zol", "not a zol file", magic=b"\x89HBF\r\n\x1a\x0b")
+        write(share / name, word, magic=b"\x89HBF\r\n\x1a\x0b" if word == "damaged" else MAGIC)
     write(tmp_path / "named.txt", "plain", magic=b"")
+    os.mkfifo(share / "fifo")
     stderr = catalog(tmp_path, share, tmp_path / "named.txt")
-    assert summary(stderr) == ("catalog: 2 loaded, 1 refused, 2 failed, 1 timed out, "
-                               "0 skipped, 0 vanished")
+    assert summary(stderr) == ("catalog: 2 loaded, 2 refused, 2 failed, 1 timed out, "
+                               "0 unreadable, 0 skipped, 0 vanished")
     files, children = snapshot(tmp_path / "c.sqlite")
     assert {os.path.relpath(f[0], share): (f[3], f[5], f[6]) for f in files} == {
         name: outcome for name, (_, outcome) in outcomes.items()}
     assert [row[0] for row in children["entries"]] == [str(share / n) for n in ("a.zol", "b.dat")]
     assert summary(catalog(tmp_path, share, "--retry-failed")) == (
-        "catalog: 0 loaded, 0 refused, 2 failed, 1 timed out, 3 skipped, 0 vanished")
+        "catalog: 0 loaded, 0 refused, 2 failed, 1 timed out, 0 unreadable, 4 skipped, 0 vanished")
 
 
 def test_rerun_skips_unchanged_updates_changed_marks_vanished(tmp_path):
@@ -56,7 +60,7 @@ def test_rerun_skips_unchanged_updates_changed_marks_vanished(tmp_path):
     os.remove(share / "b")
     write(share / "e", "new")
     assert summary(catalog(tmp_path, share)) == (
-        "catalog: 2 loaded, 0 refused, 0 failed, 0 timed out, 2 skipped, 1 vanished")
+        "catalog: 2 loaded, 0 refused, 0 failed, 0 timed out, 0 unreadable, 2 skipped, 1 vanished")
     files, children = snapshot(tmp_path / "c.sqlite")
     assert [(os.path.basename(f[0]), f[3]) for f in files] == [
         ("a", "loaded"), ("b", "vanished"), ("c", "loaded"), ("d", "loaded"), ("e", "loaded")]
