@@ -137,7 +137,7 @@ def read_records(look, read, jobs, timeout, run, unchanged=None):
     with _progress() as bar:
         for item, outcome in workers.read_all(to_read(), read, jobs, timeout):
             yield from _drain(made, bar)
-            if outcome is not None:
+            if outcome:  # empty for a file that is no model
                 record = records.new_record(item, outcome["status"], time.time_ns())
                 record.update(outcome)
                 bar.update()

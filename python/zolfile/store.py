@@ -8,7 +8,7 @@ at all. WAL lets other processes query while a run writes.
 import sqlite3
 import time
 
-from .records import ARRAY_FIELDS, HISTORY_FIELDS, VANISHED
+from .records import ARRAY_FIELDS, HISTORY_FIELDS, UNREADABLE, VANISHED
 
 # PRAGMA user_version of the schema below; catalogues without one (0) are upgraded.
 VERSION = 1
@@ -124,27 +124,32 @@ def known(database, path):
 
 def sweep(database, tops, blind, seen_since):
     """Marks vanished the recorded files at or below tops not seen since seen_since (ns),
-    except those at or below a blind directory; returns how many."""
+    except those at or below a blind directory; returns how many. The rows of what could not
+    be looked at and is no longer met are dropped: they never held a model."""
     count = 0
     for top in tops:
         where, arguments = _prefix_range(top)
         last = 0
         while True:
             rows = database.execute(
-                f"SELECT id, raw_path FROM files WHERE {where} AND last_seen < ? AND "
+                f"SELECT id, raw_path, status FROM files WHERE {where} AND last_seen < ? AND "
                 "status != ? AND id > ? ORDER BY id LIMIT 1000",
                 (*arguments, seen_since, VANISHED, last)).fetchall()
             if not rows:
                 break
             last = rows[-1][0]
-            gone = [file_id for file_id, path in rows if not _under_any(path, blind)]
+            gone = [(file_id, status) for file_id, path, status in rows
+                    if not _under_any(path, blind)]
             with _transaction(database):
-                for file_id in gone:
+                for file_id, status in gone:
+                    if status == UNREADABLE:
+                        database.execute("DELETE FROM files WHERE id = ?", (file_id,))
+                        continue
+                    count += 1
                     database.execute("UPDATE files SET status = ?, version = NULL, "
                                      "error_kind = NULL, error = NULL, messages = NULL "
                                      "WHERE id = ?", (VANISHED, file_id))
                     _delete_children(database, file_id)
-            count += len(gone)
     return count
 
 

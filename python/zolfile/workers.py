@@ -16,14 +16,14 @@ import tempfile
 
 import pebble
 
-from .records import FAILED, TIMED_OUT, examine
+from .records import FAILED, TIMED_OUT, examine, readable
 
 # Forked workers start in milliseconds, which matters when hostile files kill many of them.
 _CONTEXT = multiprocessing.get_context("fork")
 # How many files wait for each worker, so that a worker never idles between two files.
 _QUEUED_PER_JOB = 4
 # How often, in seconds, the run looks for workers that died between files.
-_LOOK_EVERY = 1.0
+_LOOK_EVERY = 0.25
 
 
 def _start_worker(log_root, starts):
@@ -65,7 +65,7 @@ def _say(text):
 
 
 def read_all(items, read, jobs, timeout):
-    """Yields (item, outcome) for each item; outcome is examine's (None for a file that is no
+    """Yields (item, outcome) for each item; outcome is examine's (empty for a file that is no
     model), or a failure when the worker died or ran out of time."""
     items = iter(items)
     with tempfile.TemporaryDirectory(prefix="zolfile-logs-") as log_root:
@@ -79,8 +79,16 @@ def read_all(items, read, jobs, timeout):
                 done, _ = concurrent.futures.wait(
                     waiting, _LOOK_EVERY, concurrent.futures.FIRST_COMPLETED)
                 for future in done:
-                    item, _ = waiting.pop(future)
-                    yield item, _outcome(future, pool, timeout)
+                    item, tries = waiting.pop(future)
+                    outcome = _outcome(future, pool, timeout)
+                    if outcome.get("died") and not tries:
+                        # pebble may blame a worker's death on the file whose result it
+                        # sent just before; the file is read once more to be sure.
+                        _say(f"{outcome['error']} at {readable(item.path)}; reading it again")
+                        waiting[_schedule(pool, item, read, timeout)] = (item, 1)
+                        continue
+                    outcome.pop("died", None)
+                    yield item, outcome
                 deaths = pool.unexplained_deaths(waiting)
                 if deaths:
                     _say(f"{deaths} worker(s) ended between two files; replaced, "
@@ -96,18 +104,22 @@ def _fill(pool, items, waiting, timeout, read, size):
         item = next(items, None)
         if item is None:
             return
-        waiting[pool.pool.schedule(examine, (item.path, read), timeout=timeout)] = (item, 0)
+        waiting[_schedule(pool, item, read, timeout)] = (item, 0)
+
+
+def _schedule(pool, item, read, timeout):
+    return pool.pool.schedule(examine, (item.path, read), timeout=timeout)
 
 
 def _outcome(future, pool, timeout):
     try:
-        return future.result()
+        return future.result() or {}
     except concurrent.futures.TimeoutError:
         pool.replaced += 1
         return {"status": TIMED_OUT, "error": f"no result within {timeout:g} s"}
     except pebble.ProcessExpired as death:
         pool.replaced += 1
-        return {"status": FAILED, "error": _death_text(death.exitcode)}
+        return {"status": FAILED, "error": _death_text(death.exitcode), "died": True}
 
 
 def _death_text(code):
@@ -117,18 +129,18 @@ def _death_text(code):
 
 
 def _renew(pool, waiting, jobs, log_root, timeout, read):
-    # pebble gives up on a pool whose every worker ended while none was reading; its files
-    # go to a new pool, once: a file that breaks two pools is taken as failed.
+    # pebble gives up on a pool when a worker ends while no file is being read; the files
+    # go to a new pool. One that was being read gets one more try, as after a death.
     _say(f"the worker pool broke; a new one takes the {len(waiting)} waiting files")
+    running = {future for future in waiting if future.running()}
     pool.stop()
     pool = _Pool(jobs, log_root)
-    for future, (item, pools) in list(waiting.items()):
+    for future, (item, tries) in list(waiting.items()):
         del waiting[future]
-        if pools:
-            waiting[_failed_future("the worker pool broke twice while it waited")] = (item, 0)
+        if future in running and tries:
+            waiting[_failed_future("the worker pool broke twice while it was read")] = (item, 1)
         else:
-            waiting[pool.pool.schedule(examine, (item.path, read), timeout=timeout)] = (
-                item, pools + 1)
+            waiting[_schedule(pool, item, read, timeout)] = (item, tries + (future in running))
     return pool
 
 

@@ -1,7 +1,7 @@
 """A reader for the catalogue's machinery whose behaviour each file's text chooses.
 
 After the magic a file holds one word: "crash" kills the worker, "hang" never returns,
-"raise" throws, "refuse" is refused, "leave" has the worker die just after its result,
+"raise" throws, "refuse" is refused, "leave" has the worker die once its result is sent (once),
 "kill run" kills the run once (a file beside it remembers), anything else loads with that
 text as its one entry; a file without the magic is refused. Run as a script it is
 `python3 -m zolfile` with this reader in place of the model, and with the paths named in
@@ -13,8 +13,9 @@ import builtins
 import os
 import signal
 import sys
-import threading
 import time
+
+import pebble.pool.process
 
 from zolfile import catalog, records
 
@@ -32,8 +33,9 @@ def read(path):
         raise ValueError(word)
     if word.startswith("refuse"):
         return {"status": records.REFUSED, "error_kind": 3, "error": word}
-    if word.startswith("leave"):
-        threading.Timer(0.05, os.kill, (os.getpid(), signal.SIGKILL)).start()
+    if word.startswith("leave") and not os.path.exists(path + b".left"):
+        open(path + b".left", "w").close()
+        _leaving.append(path)
     if word.startswith("kill run") and not os.path.exists(path + b".killed"):
         open(path + b".killed", "w").close()
         os.kill(os.getppid(), signal.SIGKILL)
@@ -41,6 +43,18 @@ def read(path):
             "history": [dict.fromkeys(records.HISTORY_FIELDS, word)],
             "arrays": [dict(zip(records.ARRAY_FIELDS, ("A", "G", word, word, "", "float",
                                                       len(word))))]}
+
+
+# Set in a worker that is to die once its result is sent, before it takes the next file.
+_leaving = []
+
+
+def _leave_between_files(fetch):
+    def fetch_or_leave(channel):
+        if _leaving:
+            os.kill(os.getpid(), signal.SIGKILL)
+        return fetch(channel)
+    return fetch_or_leave
 
 
 def _refusing(function, paths):
@@ -55,6 +69,7 @@ if __name__ == "__main__":
     unreadable = {os.fsencode(p) for p in os.environ.get("UNREADABLE", "").split(":") if p}
     os.scandir = _refusing(os.scandir, unreadable)
     builtins.open = _refusing(builtins.open, unreadable)
+    pebble.pool.process.fetch_task = _leave_between_files(pebble.pool.process.fetch_task)
     parser = argparse.ArgumentParser()
     catalog.add_commands(parser.add_subparsers(required=True))
     arguments = parser.parse_args()
