@@ -10,6 +10,7 @@ a new pool takes the files that were waiting. Results come back as they finish.
 import concurrent.futures
 import multiprocessing
 import os
+import queue
 import signal
 import sys
 import tempfile
@@ -69,46 +70,86 @@ def read_all(items, read, jobs, timeout):
     model), or a failure when the worker died or ran out of time."""
     items = iter(items)
     with tempfile.TemporaryDirectory(prefix="zolfile-logs-") as log_root:
-        pool = _Pool(jobs, log_root)
-        waiting = {}  # future -> (item, how many pools it waited in)
+        reading = _Reading(read, jobs, timeout, log_root)
         try:
             while True:
-                _fill(pool, items, waiting, timeout, read, jobs * _QUEUED_PER_JOB)
-                if not waiting:
+                reading.fill(items)
+                if not reading.waiting:
                     return
-                done, _ = concurrent.futures.wait(
-                    waiting, _LOOK_EVERY, concurrent.futures.FIRST_COMPLETED)
-                for future in done:
-                    item, tries = waiting.pop(future)
-                    outcome = _outcome(future, pool, timeout)
-                    if outcome.get("died") and not tries:
-                        # pebble may blame a worker's death on the file whose result it
-                        # sent just before; the file is read once more to be sure.
-                        _say(f"{outcome['error']} at {readable(item.path)}; reading it again")
-                        waiting[_schedule(pool, item, read, timeout)] = (item, 1)
-                        continue
-                    outcome.pop("died", None)
-                    yield item, outcome
-                deaths = pool.unexplained_deaths(waiting)
-                if deaths:
-                    _say(f"{deaths} worker(s) ended between two files; replaced, "
-                         "no file lost, the run goes on")
-                if not pool.pool.active:
-                    pool = _renew(pool, waiting, jobs, log_root, timeout, read)
+                yield from reading.take_finished()
+                reading.look_after_pool()
         finally:
-            pool.stop()
+            reading.pool.stop()
 
 
-def _fill(pool, items, waiting, timeout, read, size):
-    while len(waiting) < size:
-        item = next(items, None)
-        if item is None:
+class _Reading:
+    """The files handed to the pool and not yet taken back."""
+
+    def __init__(self, read, jobs, timeout, log_root):
+        self.read, self.jobs, self.timeout, self.log_root = read, jobs, timeout, log_root
+        self.pool = _Pool(jobs, log_root)
+        self.waiting = {}  # future -> (item, tries)
+        self.finished = queue.SimpleQueue()  # futures done, in the order they finished
+
+    def schedule(self, item, tries=0, future=None):
+        if future is None:
+            future = self.pool.pool.schedule(examine, (item.path, self.read),
+                                             timeout=self.timeout)
+        self.waiting[future] = (item, tries)
+        future.add_done_callback(self.finished.put)
+
+    def fill(self, items):
+        while len(self.waiting) < self.jobs * _QUEUED_PER_JOB:
+            item = next(items, None)
+            if item is None:
+                return
+            self.schedule(item)
+
+    def take_finished(self):
+        try:
+            future = self.finished.get(timeout=_LOOK_EVERY)
+        except queue.Empty:
             return
-        waiting[_schedule(pool, item, read, timeout)] = (item, 0)
+        while future is not None:
+            if future in self.waiting:  # not one of a pool given up on
+                yield from self._take(future)
+            try:
+                future = self.finished.get_nowait()
+            except queue.Empty:
+                future = None
 
+    def _take(self, future):
+        item, tries = self.waiting.pop(future)
+        outcome = _outcome(future, self.pool, self.timeout)
+        if outcome.pop("died", False) and not tries:
+            # pebble may blame a worker's death on the file whose result it sent just
+            # before; the file is read once more to be sure.
+            _say(f"{outcome['error']} at {readable(item.path)}; reading it again")
+            self.schedule(item, 1)
+        else:
+            yield item, outcome
 
-def _schedule(pool, item, read, timeout):
-    return pool.pool.schedule(examine, (item.path, read), timeout=timeout)
+    def look_after_pool(self):
+        deaths = self.pool.unexplained_deaths(self.waiting)
+        if deaths:
+            _say(f"{deaths} worker(s) ended between two files; replaced, no file lost, "
+                 "the run goes on")
+        if not self.pool.pool.active:
+            self._renew()
+
+    def _renew(self):
+        # pebble gives up on a pool when a worker ends while no file is being read; the
+        # files go to a new pool. One that was being read gets one more try, as after a death.
+        _say(f"the worker pool broke; a new one takes the {len(self.waiting)} waiting files")
+        waiting, self.waiting = self.waiting, {}
+        self.pool.stop()
+        self.pool = _Pool(self.jobs, self.log_root)
+        for future, (item, tries) in waiting.items():
+            if future.running() and tries:
+                self.schedule(item, 1, _failed_future(
+                    "the worker pool broke twice while it was read"))
+            else:
+                self.schedule(item, tries + future.running())
 
 
 def _outcome(future, pool, timeout):
@@ -126,22 +167,6 @@ def _death_text(code):
     if code is not None and code < 0:
         return f"worker ended by signal {signal.Signals(-code).name}"
     return f"worker ended with status {code}"
-
-
-def _renew(pool, waiting, jobs, log_root, timeout, read):
-    # pebble gives up on a pool when a worker ends while no file is being read; the files
-    # go to a new pool. One that was being read gets one more try, as after a death.
-    _say(f"the worker pool broke; a new one takes the {len(waiting)} waiting files")
-    running = {future for future in waiting if future.running()}
-    pool.stop()
-    pool = _Pool(jobs, log_root)
-    for future, (item, tries) in list(waiting.items()):
-        del waiting[future]
-        if future in running and tries:
-            waiting[_failed_future("the worker pool broke twice while it was read")] = (item, 1)
-        else:
-            waiting[_schedule(pool, item, read, timeout)] = (item, tries + (future in running))
-    return pool
 
 
 def _failed_future(error):
