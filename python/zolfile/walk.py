@@ -56,6 +56,10 @@ class Walk:
             try:
                 with os.scandir(directory) as listing:
                     entries = sorted(listing, key=lambda entry: entry.name)
+            except FileNotFoundError:
+                if directory == top:
+                    self._lost(top, "is gone")
+                continue  # gone since it was listed: its files are gone too
             except OSError as error:
                 self._lost(directory, f"could not be listed ({_reason(error)})")
                 yield _unreadable(directory, f"could not be listed: {_reason(error)}")
@@ -64,7 +68,7 @@ class Walk:
                 self._lost(top, "is empty (an unmounted share?)")
             subdirectories = []
             for entry in entries:
-                if entry.is_dir(follow_symlinks=False):
+                if _is_directory(entry):
                     subdirectories.append(entry.path)
                 else:
                     yield from self._file(entry.path)
@@ -95,6 +99,13 @@ class Walk:
             return
         self._linked.add(target)
         yield Item(target, info, link=link)
+
+
+def _is_directory(entry):
+    try:
+        return entry.is_dir(follow_symlinks=False)
+    except OSError:
+        return False  # then its stat fails again, and says why
 
 
 def _below(path, directory):

@@ -92,9 +92,12 @@ class _Reading:
         self.finished = queue.SimpleQueue()  # futures done, in the order they finished
 
     def schedule(self, item, tries=0, future=None):
-        if future is None:
-            future = self.pool.pool.schedule(examine, (item.path, self.read),
-                                             timeout=self.timeout)
+        while future is None:
+            try:
+                future = self.pool.pool.schedule(examine, (item.path, self.read),
+                                                 timeout=self.timeout)
+            except RuntimeError:  # the pool broke since it was last looked at
+                self._renew()
         self.waiting[future] = (item, tries)
         future.add_done_callback(self.finished.put)
 
