@@ -109,15 +109,29 @@ def read_model(path):
     collecting steps) become the record's messages. Array counts come from the
     descriptors; no array's values are read.
     """
-    with tempfile.TemporaryFile() as written:
-        with _standard_error_into(written), warnings.catch_warnings(record=True) as caught:
-            warnings.simplefilter("always")
-            outcome = _read_model(path)
-        written.seek(0)
-        messages = written.read().decode("utf-8", "backslashreplace")
+    written = _stderr_file()
+    written.seek(0)
+    written.truncate()
+    with _standard_error_into(written), warnings.catch_warnings(record=True) as caught:
+        warnings.simplefilter("always")
+        outcome = _read_model(path)
+    written.seek(0)
+    messages = written.read().decode("utf-8", "backslashreplace")
     messages += "".join(f"{warning.message}\n" for warning in caught)
     outcome["messages"] = _text(_TIME_LINE.sub("", messages)) or None
     return outcome
+
+
+_stderr_files = {}
+
+
+def _stderr_file():
+    # One file per process, emptied for each model: a worker reads many.
+    pid = os.getpid()
+    if pid not in _stderr_files:
+        _stderr_files.clear()  # a forked child's own
+        _stderr_files[pid] = tempfile.TemporaryFile()
+    return _stderr_files[pid]
 
 
 @contextlib.contextmanager

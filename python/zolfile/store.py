@@ -193,8 +193,7 @@ class Writer:
     def flush(self):
         if self.batch or self.seen:
             with _transaction(self.database):
-                for record in self.batch:
-                    _write(self.database, record)
+                _write(self.database, self.batch)
                 self.database.executemany("UPDATE files SET last_seen = ? WHERE raw_path = ?",
                                           self.seen)
             self.batch = []
@@ -238,12 +237,20 @@ def last_seen(database, path):
     return row[0] if row else None
 
 
-def _write(database, record):
-    (file_id,) = database.execute(_UPSERT, [record[c] for c in FILE_COLUMNS]).fetchone()
-    _delete_children(database, file_id)
-    database.executemany(_INSERT_ENTRY, [(file_id, seq, name, value)
-                                         for seq, (name, value) in enumerate(record["entries"])])
-    database.executemany(_INSERT_HISTORY, [(file_id, seq, *(t[f] for f in HISTORY_FIELDS))
-                                           for seq, t in enumerate(record["history"])])
-    database.executemany(_INSERT_ARRAY, [(file_id, seq, *(a[f] for f in ARRAY_FIELDS))
-                                         for seq, a in enumerate(record["arrays"])])
+def _write(database, batch):
+    # One statement per table for the whole batch: per file, they cost the run more than
+    # the reading. A path met twice (an import of repeated parts) keeps its last record.
+    latest = list({record["raw_path"]: record for record in batch}.values())
+    ids = [database.execute(_UPSERT, [record[c] for c in FILE_COLUMNS]).fetchone()[0]
+           for record in latest]
+    for table in _CHILDREN:
+        database.executemany(f"DELETE FROM {table} WHERE file_id = ?", [(i,) for i in ids])
+    database.executemany(_INSERT_ENTRY, [
+        (file_id, seq, name, value) for file_id, record in zip(ids, latest)
+        for seq, (name, value) in enumerate(record["entries"])])
+    database.executemany(_INSERT_HISTORY, [
+        (file_id, seq, *(t[f] for f in HISTORY_FIELDS)) for file_id, record in zip(ids, latest)
+        for seq, t in enumerate(record["history"])])
+    database.executemany(_INSERT_ARRAY, [
+        (file_id, seq, *(a[f] for f in ARRAY_FIELDS)) for file_id, record in zip(ids, latest)
+        for seq, a in enumerate(record["arrays"])])

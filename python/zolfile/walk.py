@@ -71,15 +71,16 @@ class Walk:
                 if _is_directory(entry):
                     subdirectories.append(entry.path)
                 else:
-                    yield from self._file(entry.path)
+                    yield from self._file(entry.path, entry)
             stack.extend(reversed(subdirectories))
 
-    def _file(self, path):
+    def _file(self, path, entry=None):
+        # A directory's entry knows its type and keeps its stat: one system call a file.
         try:
-            if os.path.islink(path):
+            if entry.is_symlink() if entry else os.path.islink(path):
                 yield from self._linked_file(path)
                 return
-            info = os.stat(path)
+            info = entry.stat() if entry else os.stat(path)
         except FileNotFoundError:
             return  # gone since it was listed
         except OSError as error:
