@@ -148,7 +148,7 @@ def read_records(look, read, jobs, timeout, run, unchanged=None):
 def _drain(made, bar):
     while made:
         bar.update()
-        yield made.pop()
+        yield made.pop(0)
 
 
 def _warn_of(look, run):
