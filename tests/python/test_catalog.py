@@ -31,20 +31,27 @@ def test_every_outcome_is_one_row(tmp_path):
                 "e.zol": ("hang", ("timed out", None, "no result within 1 s")),
                 "f.zol": ("raise it", ("failed", None, "ValueError: raise it")),
                 # Named as a model, its magic gone: refused, not left out.
-                "g.ZOL": ("damaged", ("refused", 11, "not a Zol file"))}
+                "g.ZOL": ("damaged", ("refused", 11, "not a Zol file")),
+                # Reached by a link from the share: once, by its own path.
+                "../outside.zol": ("out", ("loaded", None, None))}
     for name, (word, _) in outcomes.items():
         write(share / name, word, magic=b"\x89HBF\r\n\x1a\x0b" if word == "damaged" else MAGIC)
     write(tmp_path / "named.txt", "plain", magic=b"")
     os.mkfifo(share / "fifo")
+    for name, target in [("in.zol", "a.zol"), ("out.zol", "../outside.zol"),
+                         ("out2.zol", "../outside.zol"), ("dangling.zol", "nothing")]:
+        os.symlink(target, share / name)
     stderr = catalog(tmp_path, share, tmp_path / "named.txt")
-    assert summary(stderr) == ("catalog: 2 loaded, 2 refused, 2 failed, 1 timed out, "
+    assert summary(stderr) == ("catalog: 3 loaded, 2 refused, 2 failed, 1 timed out, "
                                "0 unreadable, 0 skipped, 0 vanished")
     files, children = snapshot(tmp_path / "c.sqlite")
     assert {os.path.relpath(f[0], share): (f[3], f[5], f[6]) for f in files} == {
         name: outcome for name, (_, outcome) in outcomes.items()}
-    assert [row[0] for row in children["entries"]] == [str(share / n) for n in ("a.zol", "b.dat")]
+    assert [f[-1] for f in files if f[-1]] == [str(share / "out.zol")]
+    assert [row[0] for row in children["entries"]] == [
+        str(tmp_path / "outside.zol")] + [str(share / n) for n in ("a.zol", "b.dat")]
     assert summary(catalog(tmp_path, share, "--retry-failed")) == (
-        "catalog: 0 loaded, 0 refused, 2 failed, 1 timed out, 0 unreadable, 4 skipped, 0 vanished")
+        "catalog: 0 loaded, 0 refused, 2 failed, 1 timed out, 0 unreadable, 5 skipped, 0 vanished")
 
 
 def test_rerun_skips_unchanged_updates_changed_marks_vanished(tmp_path):
