@@ -8,6 +8,7 @@ a new pool takes the files that were waiting. Results come back as they finish.
 """
 
 import concurrent.futures
+import contextlib
 import multiprocessing
 import os
 import queue
@@ -28,8 +29,10 @@ _LOOK_EVERY = 0.25
 
 
 def _start_worker(log_root, starts):
-    # Each worker keeps its own trace log instead of emptying a shared one.
-    os.environ["MORLANE_TEMP_PATH"] = tempfile.mkdtemp(dir=log_root)
+    # Each worker keeps its own trace log instead of emptying a shared one. Should that fail
+    # (a full disk), the worker must still start: pebble would start it again and again.
+    with contextlib.suppress(OSError):
+        os.environ["MORLANE_TEMP_PATH"] = tempfile.mkdtemp(dir=log_root)
     with starts.get_lock():
         starts.value += 1
 
