@@ -20,8 +20,9 @@ class Item:
 
 
 class Walk:
-    """Iterates the Items below the given paths; afterwards, `problems` are the warnings of
-    the run, as (path, reason), and `blind` the directories whose recorded files must not be taken as gone."""
+    """Iterates the Items below the given paths. Afterwards `problems` holds the run's
+    warnings as (path, reason), and `blind` the directories whose recorded files must not be
+    taken as gone."""
 
     def __init__(self, paths):
         tops = [os.path.abspath(os.fsencode(path)) for path in paths]
