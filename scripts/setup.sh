@@ -2,11 +2,12 @@
 # Installs the Debian packages the build needs, if any are missing.
 set -euo pipefail
 # The zolfile Python package needs the python3-* packages, for Debian's /usr/bin/python3;
-# the catalogue's progress bar needs tqdm and its scale-out test GNU parallel; the package
-# tests need pkg-config and groff, and the Debian packages dpkg-dev and file.
+# the catalogue's worker pool needs pebble, its progress bar tqdm and its scale-out test GNU
+# parallel; the package tests need pkg-config and groff, and the Debian packages dpkg-dev and
+# file.
 packages=(g++ cmake make libgtest-dev zlib1g-dev libdeflate-dev groff-base pkg-config dpkg-dev
     file python3-dev python3-numpy python3-pybind11 python3-pytest python3-meshio python3-tqdm
-    parallel "$@")
+    python3-pebble parallel "$@")
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||

@@ -46,7 +46,7 @@ def main(argv=None):
     catalog.add_commands(commands)
     args = parser.parse_args(argv)
     try:
-        args.run(args)
+        status = args.run(args)
     except zolfile.Error as error:
         print(f"Exception: {error}", file=sys.stderr)
         return 2
@@ -57,7 +57,7 @@ def main(argv=None):
         # The reader left early (| head): no traceback, and nothing more to flush at exit.
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 1
-    return 0
+    return status or 0
 
 
 if __name__ == "__main__":
