@@ -65,15 +65,33 @@ bool InHole(double r, double angle) {
     return false;
 }
 
-// Distance from the nearest hole's edge, in mm (0 inside).
-double FromHoles(double r, double angle) {
-    double nearest = 1e9;
-    for (const HoleCentre& hole : Holes()) {
-        const double dx = r * std::cos(angle) - hole.r * std::cos(hole.angle);
-        const double dy = r * std::sin(angle) - hole.r * std::sin(hole.angle);
-        nearest = std::min(nearest, std::max(0.0, std::hypot(dx, dy) - hole.radius));
+// The hole nearest to a point, and the point's distance from its edge (0 inside).
+const HoleCentre& NearestHole(double x, double y, double& fromEdge) {
+    static const std::vector<HoleCentre> holes = Holes();
+    const HoleCentre* nearest = &holes[0];
+    fromEdge = 1e9;
+    for (const HoleCentre& hole : holes) {
+        const double d =
+            std::hypot(x - hole.r * std::cos(hole.angle), y - hole.r * std::sin(hole.angle)) -
+            hole.radius;
+        if (d < fromEdge) {
+            fromEdge = d;
+            nearest = &hole;
+        }
     }
-    return nearest;
+    fromEdge = std::max(0.0, fromEdge);
+    return *nearest;
+}
+
+double FromHoles(double r, double angle) {
+    double fromEdge = 0;
+    NearestHole(r * std::cos(angle), r * std::sin(angle), fromEdge);
+    return fromEdge;
+}
+
+// An angle difference brought into (-pi, pi].
+double Around(double a) {
+    return std::remainder(a, 2 * kPi);
 }
 
 float Round4(double v) {
@@ -96,6 +114,7 @@ uint32_t NodeId(int segment, size_t i, size_t j) {
 Mesh MakeMesh(const PartShape& part, uint32_t firstElementId) {
     Mesh mesh;
     std::vector<int> used(kSegments * 1000, -1);
+    std::vector<bool> holeEdge(kSegments * 1000, false);
     auto node = [&](int segment, size_t i, size_t j) {
         const uint32_t id = NodeId(segment, i, j);
         if (used[id - 1] < 0) {
@@ -119,7 +138,16 @@ Mesh MakeMesh(const PartShape& part, uint32_t firstElementId) {
                 for (size_t j = 0; j + 1 < kZ.size(); ++j) {
                     if (kZ[j] < box.z0 || kZ[j + 1] > box.z1) continue;
                     const double middle = Angle(s) + kPi / kSegments;
-                    if (InHole(0.5 * (kR[i] + kR[i + 1]), middle)) continue;
+                    if (InHole(0.5 * (kR[i] + kR[i + 1]), middle)) {
+                        for (int ds = 0; ds < 2; ++ds) {
+                            for (size_t di = 0; di < 2; ++di) {
+                                for (size_t dj = 0; dj < 2; ++dj) {
+                                    holeEdge[NodeId(s + ds, i + di, j + dj) - 1] = true;
+                                }
+                            }
+                        }
+                        continue;
+                    }
                     // VTK's order: the face at z0 counter-clockwise seen from +z (r, then the
                     // angle), then the face at z1.
                     mesh.connectivity.insert(
@@ -133,6 +161,22 @@ Mesh MakeMesh(const PartShape& part, uint32_t firstElementId) {
             }
         }
     }
+    // Nodes that the cut cells leave on a hole's edge go onto its circle, so that the holes
+    // are round rather than stepped.
+    for (size_t id = 0; id < used.size(); ++id) {
+        if (used[id] < 0 || !holeEdge[id]) continue;
+        const auto n = static_cast<size_t>(used[id]);
+        const double x = mesh.coordinates[3 * n], y = mesh.coordinates[3 * n + 1];
+        double fromEdge = 0;
+        const HoleCentre& hole = NearestHole(x, y, fromEdge);
+        const double cx = hole.r * std::cos(hole.angle), cy = hole.r * std::sin(hole.angle);
+        const double d = std::hypot(x - cx, y - cy);
+        const double nx = cx + (x - cx) * hole.radius / d, ny = cy + (y - cy) * hole.radius / d;
+        mesh.coordinates[3 * n] = static_cast<float>(nx);
+        mesh.coordinates[3 * n + 1] = static_cast<float>(ny);
+        mesh.r[n] = std::hypot(nx, ny);
+        mesh.angle[n] = std::atan2(ny, nx);
+    }
     return mesh;
 }
 
@@ -142,12 +186,12 @@ void StaticFields(const Mesh& mesh, std::vector<float>& displacement, std::vecto
     for (size_t n = 0; n < mesh.r.size(); ++n) {
         const double r = mesh.r[n], z = mesh.z[n], a = mesh.angle[n];
         const double reach = std::pow((r - 20) / 155, 1.5);
-        const double near = 0.5 + 0.5 * std::cos(a - kLoadAngle);
+        const double near = 0.5 + 0.5 * std::cos(Around(a - kLoadAngle));
         const double up = 0.35 * reach * near * near;
         displacement.insert(displacement.end(), {Round4(0.02 * reach * std::sin(2 * a)), Round4(up),
                                                  Round4(0.04 * reach * near * z / 50)});
         const double contact =
-            std::exp(-std::pow(a - kLoadAngle, 2) / 0.02 - std::pow(r - 175, 2) / 300);
+            std::exp(-std::pow(Around(a - kLoadAngle), 2) / 0.02 - std::pow(r - 175, 2) / 300);
         const double root = std::exp(-std::fabs(r - 45) / 12) * (0.4 + 0.6 * near);
         const double hole = std::exp(-FromHoles(r, a) / 5) * (0.3 + 0.7 * near);
         const double bending = 0.15 * near * (1 - std::fabs(z) / 60);
