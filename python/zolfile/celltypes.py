@@ -41,26 +41,43 @@ def check_overrides(overrides):
             raise ValueError(f"a {kind} has {num_nodes_per_cell[kind]} nodes, not {count}")
 
 
-def coplanar(points, block, chunk=1 << 16):
+def coplanar(points, block, chunk=1 << 15):
     """Per element of the k x n block of point indices: whether all its nodes lie in the plane
-    of its first face (3 nodes for n = 4 and 6, 4 for n = 8). An element whose first face has
-    no area counts as a solid. Done in chunks, to bound the memory of the gathered nodes."""
-    if len(block) > chunk:
-        return np.concatenate([coplanar(points, block[at:at + chunk], chunk)
-                               for at in range(0, len(block), chunk)])
+    of its first face (3 nodes for n = 4 and 6, 4 for n = 8), within PLANE_TOLERANCE of the
+    face's size. A first face without area makes a solid. Goes a node at a time and stops at
+    the first node off the plane in every element, so that a mesh of solids costs its first
+    face and one node more; in chunks that keep the temporaries in the cache."""
+    axes = [points[:, axis].astype(np.float64) for axis in range(3)]
+    return np.concatenate([_coplanar(axes, block[at:at + chunk])
+                           for at in range(0, len(block), chunk)] or [np.zeros(0, bool)])
+
+
+def _coplanar(axes, block):
     face = SOLID_OR_SHELL[block.shape[1]][2]
-    corners = points[block].astype(np.float64)  # k x n x 3
-    origin = corners[:, :1]
-    # Newell's normal of the first face: exact for a triangle, the best plane for a quad.
-    ring = corners[:, :face]
-    following = np.roll(ring, -1, axis=1)
-    normal = np.cross(ring, following).sum(axis=1)
-    length = np.linalg.norm(normal, axis=1)
-    extent = np.ptp(corners, axis=1).max(axis=1)
-    scale = np.abs(corners).max(axis=(1, 2))
-    distance = np.abs(np.einsum("knd,kd->kn", corners - origin, normal)).max(axis=1)
-    tolerance = (PLANE_TOLERANCE * extent + 8 * np.finfo(np.float32).eps * scale) * length
-    return (length > 0) & (distance <= tolerance)
+
+    def node(j):
+        return [axis[block[:, j]] for axis in axes]
+
+    first = [node(j) for j in range(face)]
+    # Two edges of a triangle, or the diagonals of a quad: their cross product is the normal
+    # of the quad's best plane.
+    a, b, c = first[0], first[1], first[2]
+    d = first[3] if face == 4 else a
+    u = [c[i] - a[i] for i in range(3)] if face == 4 else [b[i] - a[i] for i in range(3)]
+    v = [d[i] - b[i] for i in range(3)] if face == 4 else [c[i] - a[i] for i in range(3)]
+    normal = [u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]]
+    length = np.sqrt(normal[0] ** 2 + normal[1] ** 2 + normal[2] ** 2)
+    size = np.maximum.reduce([np.abs(w) for w in u + v])
+    scale = np.maximum.reduce([np.abs(w) for w in a])
+    tolerance = (PLANE_TOLERANCE * size + 8 * np.finfo(np.float32).eps * scale) * length
+    flat = length > 0
+    for j in range(face, block.shape[1]):
+        if not flat.any():
+            break
+        p = node(j)
+        distance = sum((p[i] - a[i]) * normal[i] for i in range(3))
+        flat &= np.abs(distance) <= tolerance
+    return flat
 
 
 def block_types(points, block, overrides):

@@ -173,14 +173,15 @@ def write_through(path, write):
         shutil.rmtree(folder, ignore_errors=True)
 
 
-def write(model, analysis, path, cell_types=None, file_format=None):
-    """Writes the analysis in the format of the path's extension (or file_format)."""
+def write(model, analysis, path, cell_types=None, file_format=None, **options):
+    """Writes the analysis in the format of the path's extension (or file_format); options go
+    to meshio's writer (compression=None for VTU, say)."""
     file_format = format_of(path, file_format)
     converted = to_meshio(model, analysis, cell_types, file_format)
 
     def attempt(temporary):
         try:
-            converted.write(temporary, file_format=file_format)
+            converted.write(temporary, file_format=file_format, **options)
         except (Exception, SystemExit) as error:  # meshio reports some failures by exit
             raise writer_failure(path, file_format, error) from error
 

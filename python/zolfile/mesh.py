@@ -78,27 +78,35 @@ def _lookup(node_ids, entries):
     if count == 0:
         return np.full(len(entries), -1, dtype=np.int64)
     low, high = int(node_ids.min()), int(node_ids.max())
-    if 0 <= high - low <= 4 * count + 1024:
-        # Ids are nearly always dense: a table beats a search of every entry.
-        table = np.full(high - low + 1, -1, dtype=np.int64)
-        table[node_ids[::-1] - low] = np.arange(count - 1, -1, -1)
-        inside = (entries >= low) & (entries <= high)
-        return np.where(inside, table[np.clip(entries - low, 0, high - low)], -1)
+    if entries.dtype.kind not in "iu":
+        entries = entries.astype(np.int64)
+    if high - low == count - 1 and len(entries) and np.all(np.diff(node_ids) == 1):
+        # Ids counted from low on, the most common numbering: an id's index is its offset.
+        if int(entries.min()) >= low and int(entries.max()) <= high:
+            return entries.astype(np.int64) - low
+    if 0 <= low and high <= 4 * count + 1024:
+        # Ids are nearly always dense: a table by id beats a search of every entry.
+        table = np.full(high + 2, -1, dtype=np.int64)  # the last place: any id above high
+        table[node_ids[::-1]] = np.arange(count - 1, -1, -1)
+        places = np.minimum(entries, high + 1)
+        if places.dtype.kind == "i":
+            places[places < 0] = high + 1
+        return table[places]
     order = np.argsort(node_ids, kind="stable")
     ordered = node_ids[order]
+    entries = entries.astype(np.int64)
     found = np.minimum(np.searchsorted(ordered, entries), count - 1)
     return np.where(ordered[found] == entries, order[found], -1)
 
 
 def _resolve(node_ids, connectivity, lengths, geometry):
     """Indices into the piece's points for the connectivity entries; names a bad element."""
-    entries = connectivity.astype(np.int64)
-    indices = _lookup(node_ids, entries)
+    indices = _lookup(node_ids, connectivity)
     missing = indices < 0
     if missing.any():
         bad = int(np.argmax(missing))
         element = int(np.searchsorted(np.cumsum(lengths, dtype=np.int64), bad, side="right"))
-        raise MeshError(f"element {element} of {geometry!r} refers to node {entries[bad]}, "
+        raise MeshError(f"element {element} of {geometry!r} refers to node {connectivity[bad]}, "
                         f"which is none of its node ids")
     return indices
 
