@@ -3,10 +3,10 @@
 set -euo pipefail
 # The zolfile Python package needs the python3-* packages, for Debian's /usr/bin/python3;
 # the catalogue's progress bar needs tqdm and its scale-out test GNU parallel; the package
-# tests need pkg-config and groff.
+# tests need pkg-config and groff; meshio's XDMF and Exodus writers need h5py and netCDF4.
 packages=(g++ cmake make libgtest-dev zlib1g-dev libdeflate-dev groff-base pkg-config
     python3-dev python3-numpy python3-pybind11 python3-pytest python3-meshio python3-tqdm parallel
-    "$@")
+    python3-h5py python3-netcdf4 "$@")
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||
