@@ -70,7 +70,7 @@ def add_commands(commands):
                         help="meshio cell type of every element of N nodes (4=tetra, 4=quad, "
                         "8=hexahedron, ...), overriding the type the geometry gives")
     parser.add_argument("--format", help="meshio's format name, where the extension is not "
-                        "enough (.msh is written as gmsh)")
+                        "enough (.msh is written as gmsh22)")
     parser.add_argument("--all-instances", action="store_true",
                         help="write OUT.xdmf as a time series, one step per instance; with "
                         "several analyses one file each, OUT-ANALYSIS.xdmf")

@@ -48,8 +48,8 @@ def format_of(path, file_format=None):
 def clean_name(name, file_format):
     """The name as the format can hold it."""
     name = name.encode("utf-8", "surrogateescape").decode("utf-8", "replace")
-    name = re.sub(f"[{re.escape(FORBIDDEN.get(file_format, ''))}]", "_", name) \
-        if file_format in FORBIDDEN else name
+    if file_format in FORBIDDEN:
+        name = re.sub(f"[{re.escape(FORBIDDEN[file_format])}]", "_", name)
     if file_format in ASCII_LENGTH:
         ascii_name = unicodedata.normalize("NFKD", name).encode("ascii", "ignore").decode()
         name = ascii_name[:ASCII_LENGTH[file_format]]
@@ -132,8 +132,7 @@ def to_meshio(model, analysis, cell_types=None, file_format=None):
             points = points.astype(np.float64)  # binary Gmsh has double coordinates only
         if file_format in JOINED_BY_TYPE:
             cells, cell_data = by_type(cells, cell_data)
-    return meshio.Mesh(points, cells, point_data=point_data,
-                       cell_data=cell_data)
+    return meshio.Mesh(points, cells, point_data=point_data, cell_data=cell_data)
 
 
 def writer_failure(path, file_format, error):
