@@ -49,7 +49,7 @@ def main():
         analysis = model.analyses()[0]
         made = model.to_meshio(analysis, file_format="vtu")
         out = Path(folder) / "out.vtu"
-        print(f"| writer settings | zolfile convert s | meshio write s | ratio | mesh() s |")
+        print("| writer settings | zolfile convert s | meshio write s | ratio | mesh() s |")
         print("|---|---|---|---|---|")
         mesh_time = best(lambda: zolfile.open(str(model_path)).mesh(analysis), args.repeat)
         for label, options in (("zlib (meshio's default)", {}),
