@@ -94,8 +94,8 @@ def random_model(seed, kinds):
 @pytest.mark.parametrize("seed", [1, 2, 3])
 def test_random_models_read_back(tmp_path, seed):
     # meshio's Gmsh reader gives element data of several cell types to every block, and fails;
-    # among other cells, its XDMF writer leaves out the count of a vertex's nodes and its
-    # reader doesn't know second-order cells.
+    # among cells of other types its XDMF reader misreads vertices (it takes their node count
+    # for a node) and doesn't know second-order cells.
     for ext, (file_format, cells_kept) in list(FORMATS.items())[:-1]:
         model, kinds = random_model(seed, [kind for kind in TEMPLATES if ext != ".xdmf" or
                                            kind not in ("vertex", "triangle6", "quad8")])
