@@ -148,24 +148,28 @@ def writer_failure(path, file_format, error):
     return MeshError(f"can't write {path} as {file_format}: {what}")
 
 
-def replace_from(folder, target):
-    """Moves every file the writer made in folder next to target, the target last."""
-    made = sorted(folder.iterdir(), key=lambda p: p.name == target.name)
+def replace_from(folder, written, target):
+    """Moves what the writer made in folder next to target: the file it was asked for under
+    target's name, last; side files under their own."""
+    made = sorted(folder.iterdir(), key=lambda p: p == written)
     for path in made:
-        os.replace(path, target.parent / path.name)
+        os.replace(path, target if path == written else target.parent / path.name)
 
 
 def write_through(path, write):
     """Calls write(temporary path) in a folder beside path, then moves what it made into
-    place: a failed write leaves no file, and side files (XDMF's .h5) keep their names."""
+    place: a failed write leaves no file, and side files (XDMF's .h5) keep their names. The
+    temporary name is valid UTF-8, since side files are named inside the file after it."""
     target = Path(path)
     try:
         folder = Path(tempfile.mkdtemp(prefix=".zolfile-", dir=target.parent))
     except OSError as error:
         raise MeshError(f"can't write {path}: {error.strerror}") from error
+    written = folder / target.name.encode("utf-8", "surrogateescape").decode(
+        "utf-8", "replace").replace("\ufffd", "_")
     try:
-        write(folder / target.name)
-        replace_from(folder, target)
+        write(written)
+        replace_from(folder, written, target)
     except OSError as error:
         raise MeshError(f"can't write {path}: {error.strerror or error}") from error
     finally:
