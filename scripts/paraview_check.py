@@ -50,6 +50,11 @@ def picture(spec):
     if "warp" in spec:
         shown = WarpByVector(Input=reader, Vectors=["POINTS", spec["warp"]],
                              ScaleFactor=spec["scale"])
+        # The shape before the load, as thin dark edges.
+        undeformed = Show(reader, view)
+        undeformed.SetRepresentationType("Feature Edges")
+        undeformed.ColorArrayName = ["POINTS", ""]
+        undeformed.AmbientColor = undeformed.DiffuseColor = [0.15, 0.15, 0.15]
     display = Show(shown, view)
     display.SetRepresentationType("Surface With Edges" if spec.get("edges") else "Surface")
     ColorBy(display, ("POINTS", spec["color"]))
@@ -64,6 +69,7 @@ def picture(spec):
     SaveScreenshot(spec["png"], view, ImageResolution=[800, 600])
     print(f"rendered {spec['path']} to {spec['png']}")
     Hide(shown, view)
+    Hide(reader, view)
 
 
 def main(path):
