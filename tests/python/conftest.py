@@ -15,6 +15,7 @@ SOURCE = Path(os.environ.get("ZOL_SOURCE_DIR", HERE.parents[1]))
 ZOLINFO = os.environ.get("ZOLINFO_EXE", str(SOURCE / "build" / "ZolInfo"))
 ZOLGEN = os.environ.get("ZOLGEN_EXE", str(SOURCE / "build" / "python" / "zolgen"))
 EXAMPLE = SOURCE / "examples" / "wheel.zol"
+CAST_WHEEL = SOURCE / "examples" / "cast-wheel.zol"
 # The source tree comes last: a build tree on PYTHONPATH holds the extension module too.
 ENV = dict(os.environ, PYTHONPATH=os.pathsep.join(
     [os.environ.get("PYTHONPATH", ""), str(HERE), str(SOURCE / "python")]))
@@ -59,6 +60,12 @@ def snapshot(database_path):
             "ORDER BY f.raw_path, c.seq")]
             for table in ("entries", "history", "arrays")}
     return files, children
+
+
+@pytest.fixture(scope="session")
+def mesh_models(models):
+    """The models of the mesh tests: those above and the larger example."""
+    return {**models, "cast-wheel": CAST_WHEEL}
 
 
 @pytest.fixture(scope="session")
