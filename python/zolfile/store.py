@@ -48,6 +48,7 @@ CREATE INDEX IF NOT EXISTS entries_by_name ON entries (name, value);
 CREATE INDEX IF NOT EXISTS arrays_by_result ON arrays (result);
 CREATE INDEX IF NOT EXISTS files_by_status ON files (status);
 CREATE INDEX IF NOT EXISTS files_by_path ON files (path);
+CREATE INDEX IF NOT EXISTS files_by_size ON files (size);
 """
 
 # The first schema had no byte paths, links or times seen; its paths were all UTF-8.
