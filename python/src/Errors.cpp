@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "Model.h"
 #include "Mrl/Util/Exception.h"
 
 namespace py = pybind11;
@@ -13,10 +14,11 @@ namespace {
 // The Python class; the module that defines it lives as long as the interpreter.
 PyObject* errorType = nullptr;
 
+// The texts may hold a path's bytes, which need not be UTF-8.
 void RaiseError(const char* text, py::object kind, const char* description) {
-    py::object error = py::reinterpret_borrow<py::object>(errorType)(py::str(text));
+    py::object error = py::reinterpret_borrow<py::object>(errorType)(ToText(text));
     error.attr("kind") = std::move(kind);
-    error.attr("description") = py::str(description);
+    error.attr("description") = ToText(description);
     PyErr_SetObject(errorType, error.ptr());
 }
 

@@ -15,11 +15,10 @@ namespace ZolPython {
 namespace {
 
 // A failure while gathering facts doesn't stop the model from opening; ZolInfo reports it on
-// standard error and goes on, and so does this, as a warning.
+// standard error and goes on, and so does this, as a warning. Its text may hold a path's bytes.
 void WarnOfFailure(const std::exception& failure) {
-    if (PyErr_WarnEx(PyExc_RuntimeWarning, failure.what(), 1) != 0) {
-        throw py::error_already_set();
-    }
+    py::module_::import("warnings")
+        .attr("warn")(ToText(failure.what()), py::handle(PyExc_RuntimeWarning));
 }
 
 // The library's direct messages (a block that won't inflate) are caught while body runs and

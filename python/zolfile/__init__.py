@@ -6,14 +6,31 @@
     for array in model.arrays():   # values are read only when asked for
         array.values()
     model.to_meshio("Static").write("wheel.vtu")
+    model.convert("Static", "wheel.vtk")            # names fit the format; all or nothing
+    model.write_series("Transient", "wheel.xdmf")   # one time step per instance
 """
-from ._zolfile import Array, Error, Model, open
+import os
+
+from . import _zolfile
+from ._zolfile import Array, Error, Model
 from .diff import diff
-from .mesh import Mesh, MeshError, analyses, mesh, to_meshio
+from .export import to_meshio, write
+from .mesh import Mesh, MeshError, analyses, mesh
+from .series import write_series
 
 # Model's own methods for what is written in Python.
 Model.analyses = analyses
 Model.mesh = mesh
 Model.to_meshio = to_meshio
+Model.convert = write
+Model.write_series = write_series
+
+
+def open(path):
+    """Loads the model at path (str, bytes or os.PathLike); a file that can't be loaded raises
+    zolfile.Error."""
+    # The library takes the path's bytes as they are, so that any name the system allows opens.
+    return _zolfile.open(os.fsencode(path))
+
 
 __all__ = ["Array", "Error", "Mesh", "MeshError", "Model", "diff", "open"]
