@@ -1,21 +1,24 @@
-# Installation in three components: "tool" (ZolInfo and its man page), "library" (a shared
-# Mrl's runtime file) and "development" (the static library or the shared one's link name,
-# the public headers, the CMake package and mrl.pc). Every installed path is
+# Installation in three components: "tool" (ZolInfo, ZolDiff and their man pages), "library"
+# (a shared Mrl's runtime file) and "development" (the static library or the shared one's link
+# name, the public headers, the CMake package and mrl.pc). Every installed path is
 # relative to the prefix, so an installed tree can be moved.
 include(CMakePackageConfigHelpers)
 
 set(MRL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Mrl)
-install(TARGETS ZolInfo RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+install(TARGETS ZolInfo ZolDiff RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
 # Compressed, as Debian keeps man pages; -n leaves out the time stamp, so that the same page
 # gives the same bytes.
-add_custom_command(OUTPUT ZolInfo.1.gz
-  COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/man/ZolInfo.1 > ZolInfo.1.gz
-  DEPENDS man/ZolInfo.1 VERBATIM)
-add_custom_target(man_page_gz ALL DEPENDS ZolInfo.1.gz)
-# A build of the tool alone is enough to install it.
+foreach(page ZolInfo ZolDiff)
+  add_custom_command(OUTPUT ${page}.1.gz
+    COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/man/${page}.1 > ${page}.1.gz
+    DEPENDS man/${page}.1 VERBATIM)
+  install(FILES ${PROJECT_BINARY_DIR}/${page}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+    COMPONENT tool)
+endforeach()
+add_custom_target(man_page_gz ALL DEPENDS ZolInfo.1.gz ZolDiff.1.gz)
+# A build of the tools alone is enough to install them.
 add_dependencies(ZolInfo man_page_gz)
-install(FILES ${PROJECT_BINARY_DIR}/ZolInfo.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
-  COMPONENT tool)
+add_dependencies(ZolDiff man_page_gz)
 
 # Each Debian package carries the licence as its copyright file, in the machine-readable form.
 file(READ ${PROJECT_SOURCE_DIR}/LICENSE MRL_LICENSE)

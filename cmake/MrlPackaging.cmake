@@ -1,7 +1,7 @@
 # `cpack -G DEB` makes three packages, as Debian splits a library:
 #   libmrl1     the shared library's runtime file (component "library")
 #   libmrl-dev  the public header, the link name, the CMake package and mrl.pc ("development")
-#   zolinfo     the tool and its man page ("tool"), on its own
+#   zolinfo     the tools and their man pages ("tool"), on their own
 # They need a build configured for /usr with a shared Mrl, which puts the library in the
 # multiarch directory (scripts/make-debs.sh does it); CPackChecks.cmake refuses any other.
 set(CPACK_PACKAGE_NAME zolinfo)
@@ -50,10 +50,10 @@ file mrl.pc for programs that read Zol files through the library Mrl.")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME zolinfo)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION science)
-# The tool holds the library's code itself (it uses the internals), so it needs no libmrl1.
-set(CPACK_COMPONENT_TOOL_DESCRIPTION "Reports on Zol model files
+# The tools hold the library's code themselves, so they need no libmrl1.
+set(CPACK_COMPONENT_TOOL_DESCRIPTION "Reports on Zol model files and compares them
 ZolInfo reads one Zol model file (mesh, result arrays, attributes and translation history)
 and writes a metadata XML report, an EKM metadata file or a text dump of the mesh and every
-result value.")
+result value. ZolDiff compares two models within tolerances and says where they differ.")
 
 include(CPack)

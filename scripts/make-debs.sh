@@ -7,5 +7,5 @@ scripts/setup.sh
 dir=${1:-build-deb}
 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DBUILD_SHARED_LIBS=ON \
     -DMRL_TESTS=OFF -DMRL_PYTHON=OFF >/dev/null
-cmake --build "$dir" -j"$(nproc)" --target Mrl ZolInfo
+cmake --build "$dir" -j"$(nproc)" --target Mrl ZolInfo ZolDiff
 (cd "$dir" && cpack -G DEB)

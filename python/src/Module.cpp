@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "Diff.h"
 #include "Errors.h"
 #include "Model.h"
 #include "Mrl/Zol/ReportEntry.h"
@@ -107,6 +108,7 @@ PYBIND11_MODULE(_zolfile, module) {
     ZolPython::RegisterErrors(module);
     BindArray(module);
     BindModel(module);
+    ZolPython::RegisterDiff(module);
     module.def(
         "open", [](const std::string& path) { return std::make_shared<Model>(path); },
         py::arg("path"), "Loads the model; a file that can't be loaded raises zolfile.Error.");

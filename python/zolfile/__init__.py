@@ -13,6 +13,7 @@ import os
 
 from . import _zolfile
 from ._zolfile import Array, Error, Model
+from .diff import diff
 from .export import to_meshio, write
 from .mesh import Mesh, MeshError, analyses, mesh
 from .series import write_series
@@ -32,4 +33,4 @@ def open(path):
     return _zolfile.open(os.fsencode(path))
 
 
-__all__ = ["Array", "Error", "Mesh", "MeshError", "Model", "open"]
+__all__ = ["Array", "Error", "Mesh", "MeshError", "Model", "diff", "open"]

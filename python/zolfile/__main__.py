@@ -1,7 +1,7 @@
 """python3 -m zolfile report MODEL [--ekm]
                    | convert MODEL OUT [--analysis NAME] [--cell-type N=TYPE]... [--format F]
                                        [--all-instances]
-                   | catalog PATH... --db FILE | extract PATH..."""
+                   | catalog PATH... --db FILE | extract PATH... | diff [options] A B"""
 import argparse
 import json
 import os
@@ -12,6 +12,7 @@ from pathlib import Path
 import zolfile
 from zolfile import catalog
 from zolfile.celltypes import parse_overrides
+from zolfile.diff import main as diff_main
 
 
 def report(args):
@@ -78,9 +79,13 @@ def add_commands(commands):
 
 
 def main(argv=None):
+    argv = sys.argv[1:] if argv is None else argv
+    if argv[:1] == ["diff"]:  # ZolDiff's own options, output and status
+        return diff_main(argv[1:])
     parser = argparse.ArgumentParser(prog="python3 -m zolfile")
     commands = parser.add_subparsers(required=True, metavar="command")
     add_commands(commands)
+    commands.add_parser("diff", help="compare two models, as ZolDiff does (see ZolDiff --help)")
     catalog.add_commands(commands)
     args = parser.parse_args(argv)
     try:

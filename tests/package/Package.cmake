@@ -101,7 +101,7 @@ elseif(ACTION STREQUAL "install-shared")
   run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK}/build -G ${GENERATOR}
     -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=None -DBUILD_SHARED_LIBS=ON
     -DCMAKE_INSTALL_PREFIX=/usr -DMRL_TESTS=OFF -DMRL_PYTHON=OFF)
-  run(${CMAKE_COMMAND} --build ${WORK}/build --target Mrl ZolInfo -j2)
+  run(${CMAKE_COMMAND} --build ${WORK}/build --target Mrl ZolInfo ZolDiff -j2)
   foreach(component library development)
     run(${CMAKE_COMMAND} --install ${WORK}/build --component ${component} --prefix ${prefix})
   endforeach()
