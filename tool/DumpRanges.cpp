@@ -50,8 +50,8 @@ void ConnectivityRanges(OrderedPool& pool, OutputBuffer& out, ValueStream& count
                         ValueStream& references, size_t elements, size_t referenceCount) {
     // References a range takes, about, and the most one element may bring to a range: with the
     // lines' own fields the text stays within a slot.
-    constexpr uint64_t kReferences = 24 << 10;
-    constexpr size_t kLines = 20000;
+    constexpr uint64_t kReferences = 12 << 10;
+    constexpr size_t kLines = 10000;
     uint64_t cursor = 0;
     size_t e = 0;
     while (e < elements) {

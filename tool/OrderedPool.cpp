@@ -1,5 +1,6 @@
 #include "OrderedPool.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <utility>
@@ -7,15 +8,18 @@
 namespace ZolInfo {
 
 unsigned DumpThreads() {
+    // Each thread brings slots of text; past this many the memory would grow past its bound
+    // for little gain, as the run's thread writes every text.
+    constexpr long kMost = 16;
     if (const char* text = std::getenv("ZOLINFO_THREADS")) {
         char* end = nullptr;
         const long chosen = std::strtol(text, &end, 10);
-        if (end != text && *end == '\0' && chosen >= 1 && chosen <= 256) {
-            return static_cast<unsigned>(chosen);
+        if (end != text && *end == '\0' && chosen >= 1) {
+            return static_cast<unsigned>(std::min(chosen, kMost));
         }
     }
     const unsigned cores = std::thread::hardware_concurrency();
-    return cores == 0 ? 1 : cores;
+    return cores == 0 ? 1 : std::min<unsigned>(cores, kMost);
 }
 
 OrderedPool::OrderedPool(OutputBuffer& out, unsigned threads) : out_(out) {

@@ -19,14 +19,14 @@
 
 namespace ZolInfo {
 
-// The threads the dump formats on: ZOLINFO_THREADS when it is a number from 1 to 256, else the
-// machine's cores. One gives the plain path, without a pool.
+// The threads the dump formats on: ZOLINFO_THREADS when it is a number from 1 up, else the
+// machine's cores; at most 16. One gives the plain path, without a pool.
 unsigned DumpThreads();
 
 class OrderedPool {
 public:
     // The text a slot holds without spilling; callers size their ranges of lines by it.
-    static constexpr size_t kTextBytes = 1 << 20;
+    static constexpr size_t kTextBytes = 512 << 10;
 
     // One range of lines: the values read for it and the text made from them.
     struct Slot {
