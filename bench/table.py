@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Writes bench/results.md from the rows of bench/run and the timings of bench/alternate.py.
 
-    table.py ROWS.tsv TIMES_DIR RESULTS.md RUN.log
+    table.py ROWS.tsv TIMES_DIR RESULTS.md RUN.log [MACHINE.txt]
 """
 import json
 import re
@@ -16,6 +16,8 @@ AGAINST = {
     "dump | pipe": [(CLASSIC, "rate", "× the text rate of ncdump -v classic"),
                     (CLASSIC, "/nsv", "× fewer ns/value than it"),
                     (NC4, "rate", "× the text rate of ncdump -v netCDF-4")],
+    "dump | pipe, 1 thread": [("dump | pipe", "median", "× the time on all cores")],
+    "dump | pipe, 12 parts": [("dump | pipe, 1 part", "median", "× the time of one part")],
     "dump > file": [("dump | pipe", "median", "× the time into a pipe")],
     "dump > /dev/null": [("dump | pipe", "median", "× the time into a pipe")],
 }
@@ -60,13 +62,14 @@ def table(rows):
 
 def main():
     rows_path, times_dir, out_path, log_path = sys.argv[1:5]
+    machine = open(sys.argv[5]).read().splitlines() if len(sys.argv) > 5 else []
     text = table(read_rows(rows_path, times_dir))
     plain = (re.sub(r"\x1b\[[0-9;]*m", "", l).rstrip() for l in open(log_path))
     micro = [l for l in plain if l.startswith(KEEP)]
     doc = ["# ZolInfo benchmark results", "",
            "Made by `bench/run`; every ratio comes from the same run on the same machine, on "
            "which the commands of one model were taken in turn, round after round "
-           "(`bench/alternate.py`).", "",
+           "(`bench/alternate.py`).", ""] + ["- " + line for line in machine] + ["",
            "## Whole processes (median of the rounds; peak RSS of the largest process)", "",
            text, "",
            "ns/value: time per number printed (the dump's node, element and value fields; the "

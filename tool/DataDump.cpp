@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "DumpRanges.h"
 #include "Mrl/Zol/ValueConversion.h"
 #include "NumberFormat.h"
+#include "OrderedPool.h"
 #include "ValueStream.h"
 
 namespace ZolInfo {
@@ -69,7 +71,8 @@ size_t IntCount(const DataRecord* record) {
 // most of their bytes are read whole first, within a limit; past it the rows go in chunks, each
 // array's share of a chunk read in the order of the blocks, so that one block and the chunk are
 // in memory at a time, at the cost of unpacking blocks once per chunk.
-void WriteValueRows(OutputBuffer& out, const std::vector<DataRecord*>& used, size_t nodeCount) {
+void WriteValueRows(OutputBuffer& out, OrderedPool* pool, const std::vector<DataRecord*>& used,
+                    size_t nodeCount) {
     constexpr size_t kChunkBytes = 32 << 20;
     bool chunked = !ReadOutsideMainBlock(used, kChunkBytes);
     std::vector<ValueStream> streams;
@@ -94,11 +97,24 @@ void WriteValueRows(OutputBuffer& out, const std::vector<DataRecord*>& used, siz
     });
     size_t chunk =
         chunked ? std::max<size_t>(1, kChunkBytes / std::max<size_t>(rowBytes, 1)) : nodeCount;
+    if (pool != nullptr && (columns.size() > kPooledLineMax || rowBytes / 4 > kPooledLineMax)) {
+        pool = nullptr;  // lines that wide stream on the run's thread
+    }
+    std::vector<RowRecord> rowRecords;
+    for (size_t k = 0; pool != nullptr && k < used.size(); ++k) {
+        const DataRecord* record = used[k];
+        rowRecords.push_back({&streams[k], perRow[k], record->Size() / nodeCount, record->isFloat,
+                              record->resultName == "Node Ids"});
+    }
     uint32_t bits = 0;
     for (size_t first = 0; first < nodeCount; first += chunk) {
         size_t rows = std::min(chunk, nodeCount - first);
         if (chunked) {
             for (size_t k : byBlock) streams[k].Fill(rows * perRow[k]);
+        }
+        if (pool != nullptr) {
+            ValueRowRanges(*pool, rowRecords, rows);
+            continue;
         }
         for (size_t row = 0; row < rows; ++row) {
             for (const Column& column : columns) {
@@ -119,12 +135,19 @@ void WriteDataDump(ArrayRecords& records, std::ostream& stream) {
         analyses[records[i].analysis].push_back(i);
     }
     OutputBuffer out(stream);
-    for (const auto& [name, indices] : analyses) WriteAnalysisDump(records, out, name, indices);
+    {
+        const unsigned threads = DumpThreads();
+        std::unique_ptr<OrderedPool> pool;
+        if (threads > 1) pool = std::make_unique<OrderedPool>(out, threads);
+        for (const auto& [name, indices] : analyses) {
+            WriteAnalysisDump(records, out, pool.get(), name, indices);
+        }
+    }
     out.Flush();
 }
 
-void WriteAnalysisDump(ArrayRecords& records, OutputBuffer& out, const std::string& analysisName,
-                       const std::vector<size_t>& indices) {
+void WriteAnalysisDump(ArrayRecords& records, OutputBuffer& out, OrderedPool* pool,
+                       const std::string& analysisName, const std::vector<size_t>& indices) {
     WriteList(out, "Analysis : ", {analysisName});
     WriteList(out, "Element Sets : ", records[indices[0]].elementSets);
 
@@ -160,12 +183,13 @@ void WriteAnalysisDump(ArrayRecords& records, OutputBuffer& out, const std::stri
         }
         out.Line("");
     }
-    WriteMeshDump(records, out, indices);
-    if (nodeCount != 0) WriteResultValues(records, out, byInstance, nodeCount);
+    WriteMeshDump(records, out, pool, indices);
+    if (nodeCount != 0) WriteResultValues(records, out, pool, byInstance, nodeCount);
     for (size_t index : indices) records[index].ReleaseValues();
 }
 
-void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, const std::vector<size_t>& indices) {
+void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, OrderedPool* pool,
+                   const std::vector<size_t>& indices) {
     DataRecord* nodes = nullptr;
     DataRecord* coordinates = nullptr;
     DataRecord* connectivity = nullptr;
@@ -194,6 +218,11 @@ void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, const std::vector<s
     ReadOutsideMainBlock({nodes, coordinates});
     size_t printable = std::min({nodeCount, FloatCount(nodes), FloatCount(coordinates) / 3});
     ValueStream ids(nodes), xyz(coordinates);
+    if (pool != nullptr) {
+        CoordinateRanges(*pool, ids, xyz, printable);
+        pool->Drain();
+        printable = 0;
+    }
     for (size_t i = 0; i < printable; ++i) {
         out.SignedField(TruncateToSigned(ids.NextFloat()), 10);
         for (size_t axis = 0; axis < 3; ++axis) out.FloatField(xyz.NextFloat(), 10);
@@ -207,6 +236,11 @@ void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, const std::vector<s
     size_t elements = std::min(elementCount, IntCount(lengths));
     size_t referenceCount = IntCount(connectivity);
     ValueStream counts(lengths), references(connectivity);
+    if (pool != nullptr) {
+        ConnectivityRanges(*pool, out, counts, references, elements, referenceCount);
+        pool->Drain();
+        elements = 0;
+    }
     uint64_t cursor = 0;
     for (size_t e = 0; e < elements; ++e) {
         uint32_t n = counts.Next();
@@ -223,8 +257,8 @@ void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, const std::vector<s
     }
 }
 
-void WriteResultValues(ArrayRecords& records, OutputBuffer& out, const RecordLists& byInstance,
-                       size_t nodeCount) {
+void WriteResultValues(ArrayRecords& records, OutputBuffer& out, OrderedPool* pool,
+                       const RecordLists& byInstance, size_t nodeCount) {
     std::vector<DataRecord*> used;
     for (const auto& [instance, list] : byInstance) {
         out.Line("Data : ");
@@ -241,7 +275,8 @@ void WriteResultValues(ArrayRecords& records, OutputBuffer& out, const RecordLis
         out.Line("    Values : ");
         used.clear();
         for (size_t index : list) used.push_back(&records[index]);
-        WriteValueRows(out, used, nodeCount);
+        WriteValueRows(out, pool, used, nodeCount);
+        if (pool != nullptr) pool->Drain();
         out.Line("");
         for (DataRecord* record : used) {
             if (record->resultName != "Node Ids") record->ReleaseValues();

@@ -66,6 +66,99 @@ double PowerOfTen(int k) {
     return kPowersOfTen[static_cast<size_t>(k - kLowestPower)];
 }
 
+constexpr int BitLength(Wide v) {
+    int bits = 0;
+    for (; v != 0; v >>= 1) ++bits;
+    return bits;
+}
+
+constexpr Wide PowerOfFive(int k) {
+    Wide five = 1;
+    for (int i = 0; i < k; ++i) five *= 5;
+    return five;
+}
+
+// A float m * 2^e (m of 24 bits, subnormals normalized) of decimal exponent E has the six
+// digits m * 10^(5-E) * 2^e = m * p / 2^67, with p = 10^(5-E) * 2^(e+67) rounded up: a single
+// 64-bit multiplier per binary exponent and each of its two possible decimal exponents, below
+// 2^64 and above 2^59, so that the product's error stays far below the rounding unit.
+constexpr int kFixedShift = 67;
+
+// ceil(5^t * 2^k) for a result below 2^64, and whether it is exact.
+constexpr std::pair<uint64_t, bool> ScaledPowerOfFive(int t, int k) {
+    if (t >= 0) {
+        const Wide five = PowerOfFive(t);
+        if (k >= 0) return {static_cast<uint64_t>(five << k), true};
+        const Wide low = five & ((Wide{1} << -k) - 1);
+        return {static_cast<uint64_t>(five >> -k) + (low != 0 ? 1 : 0), low == 0};
+    }
+    // 2^k / 5^-t by long division, one bit of the quotient at a time.
+    const Wide five = PowerOfFive(-t);
+    Wide remainder = 0;
+    uint64_t quotient = 0;
+    for (int j = k; j >= 0; --j) {
+        remainder = 2 * remainder + (j == k ? 1 : 0);
+        if (remainder >= five) {
+            remainder -= five;
+            quotient |= uint64_t{1} << j;  // j < 64 here: the quotient is below 2^64
+        }
+    }
+    return {quotient + (remainder != 0 ? 1 : 0), remainder == 0};
+}
+
+// For each binary exponent e: the decimal exponent of the binade's lowest value, the lowest m
+// that reaches the next power of ten (2^24 when none does), so that a float's decimal exponent
+// takes one comparison, and the multipliers for both exponents.
+struct Binade {
+    uint64_t p[2];
+    uint32_t threshold;
+    int8_t exponent;
+    bool exact[2];
+};
+constexpr int kLowestBinade = -149 - 23;
+constexpr int kHighestBinade = 254 - 150;
+
+constexpr Binade MakeBinade(int e) {
+    Binade binade{};
+    const int exponent = ((e + 23) * 78913) >> 18;  // floor((e + 23) * log10(2))
+    binade.exponent = static_cast<int8_t>(exponent);
+    // The lowest m with m * 2^e >= 10^c, that is m >= 5^c * 2^(c - e).
+    const int c = exponent + 1;
+    const int a = c - e;
+    constexpr Wide kNone = Wide{1} << 24;
+    Wide threshold = kNone;
+    if (c >= 0) {
+        const Wide five = PowerOfFive(c);
+        if (a >= 0) {
+            if (BitLength(five) + a <= 25) threshold = five << a;
+        } else {
+            threshold = -a >= 127 ? 1 : (five + (Wide{1} << -a) - 1) >> -a;
+        }
+    } else {
+        const Wide five = PowerOfFive(-c);
+        // ceil(2^a / 5^-c) as floor((2^a - 1) / 5^-c) + 1; a reaches 128 at the lowest binade.
+        if (a - BitLength(five) <= 25) {
+            threshold = (a >= 128 ? ~Wide{0} : (Wide{1} << a) - 1) / five + 1;
+        }
+    }
+    binade.threshold = static_cast<uint32_t>(threshold < kNone ? threshold : kNone);
+    for (int bump = 0; bump < 2; ++bump) {
+        const int t = 5 - exponent - bump;
+        const auto [p, exact] = ScaledPowerOfFive(t, t + e + kFixedShift);
+        binade.p[bump] = p;
+        binade.exact[bump] = exact;
+    }
+    return binade;
+}
+
+constexpr std::array<Binade, kHighestBinade - kLowestBinade + 1> kBinades = [] {
+    std::array<Binade, kHighestBinade - kLowestBinade + 1> binades{};
+    for (int e = kLowestBinade; e <= kHighestBinade; ++e) {
+        binades[static_cast<size_t>(e - kLowestBinade)] = MakeBinade(e);
+    }
+    return binades;
+}();
+
 // The digits of a float before rounding: the integer quotient of its exact value by 10^(E-5),
 // and whether the remainder is below, at or above half the divisor.
 struct Quotient {
@@ -77,17 +170,6 @@ template <typename Int>
 int CompareHalf(Int remainder, Int divisor) {
     const Int twice = remainder << 1;
     return twice < divisor ? -1 : (twice == divisor ? 0 : 1);
-}
-
-// m * 2^e * 10^t for t >= 0: an exact product and a shift; 64 bits suffice up to 5^16.
-template <typename Int>
-Quotient ScaleUp(uint32_t m, int e, int t) {
-    const Int product = Int{m} * static_cast<Int>(kPowersOfFive[t]);
-    const int shift = e + t;
-    if (shift >= 0) return {static_cast<uint64_t>(product << shift), -1};
-    const Int divisor = Int{1} << -shift;
-    return {static_cast<uint64_t>(product >> -shift),
-            CompareHalf(product & (divisor - 1), divisor)};
 }
 
 // m * 2^e / 10^u for u > 0: the quotient estimated in floating point, where it is off by at
@@ -188,50 +270,50 @@ FloatParts SplitFloat(float v) {
     uint32_t bits;
     std::memcpy(&bits, &v, sizeof bits);
     const uint32_t biased = (bits >> 23) & 0xFF;
-    // Specials and values below 2^-67 (outside the table of powers of five) take the general way.
-    if (biased == 0xFF || biased < 60) return TextParts(v);
+    if (biased == 0xFF) return TextParts(v);
     const bool negative = (bits >> 31) != 0;
-    // Whole numbers below a million print as integers; zero never gets here.
-    if (v > -1e6f && v < 1e6f) {
-        const auto whole = static_cast<int32_t>(v);
-        if (static_cast<float>(whole) == v) {
-            FloatParts parts;
-            parts.kind = FloatParts::kWhole;
-            parts.negative = negative;
-            parts.word = static_cast<uint32_t>(negative ? -whole : whole);
-            parts.length = static_cast<uint8_t>(DigitCount(parts.word) + (negative ? 1 : 0));
-            return parts;
-        }
+    uint32_t m = bits & 0x7FFFFF;
+    int e = static_cast<int>(biased) - 150;
+    if (biased != 0) {
+        m |= 0x800000;
+    } else if (m == 0) {
+        FloatParts zero;
+        zero.kind = FloatParts::kWhole;
+        zero.negative = negative;
+        zero.word = 0;
+        zero.length = static_cast<uint8_t>(negative ? 2 : 1);
+        return zero;
+    } else {
+        // A subnormal takes the path of a normal float of the same value.
+        const int shift = __builtin_clz(m) - 8;
+        m <<= shift;
+        e = -149 - shift;
     }
-    const uint32_t m = (bits & 0x7FFFFF) | 0x800000;
-    const int e = static_cast<int>(biased) - 150;
-    // floor(log10) from the binary exponent is right or one too small; one comparison settles it,
-    // and the range check of the quotient guards the rest.
-    int E = ((e + 23) * 78913) >> 18;
-    if (static_cast<double>(negative ? -v : v) >= PowerOfTen(E + 1)) ++E;
-    for (int tries = 0; tries < 3; ++tries) {
-        const int t = 5 - E;
-        if (t > 27) break;
-        const Quotient q = t < 0 ? ScaleDown(m, e, -t, v)
-                                 : (t <= 16 ? ScaleUp<uint64_t>(m, e, t) : ScaleUp<Wide>(m, e, t));
-        if (q.digits < 100000) {
-            --E;
-            continue;
-        }
-        if (q.digits >= 1000000) {
-            ++E;
-            continue;
-        }
-        auto digits = static_cast<uint32_t>(q.digits);
-        // Half way rounds to even, as printf does.
-        if (q.half > 0 || (q.half == 0 && (digits & 1) != 0)) ++digits;
-        if (digits == 1000000) {
-            digits = 100000;
-            ++E;
-        }
-        return DigitParts(negative, digits, E);
+    const Binade& binade = kBinades[static_cast<size_t>(e - kLowestBinade)];
+    const int bump = m >= binade.threshold ? 1 : 0;
+    const int E = binade.exponent + bump;
+    // The digits are the product's bits above kFixedShift; the 64 bits below them, with the
+    // lowest made sticky for the three dropped, say where the remainder lies against half.
+    const Wide product = Wide{m} * binade.p[bump];
+    const auto high = static_cast<uint64_t>(product >> 64);
+    const auto low = static_cast<uint64_t>(product);
+    auto digits = static_cast<uint32_t>(high >> (kFixedShift - 64));
+    const uint64_t fraction = (high << (128 - kFixedShift)) | (low >> (kFixedShift - 64)) |
+                              ((low & ((1u << (kFixedShift - 64)) - 1)) != 0 ? 1 : 0);
+    constexpr uint64_t kHalf = uint64_t{1} << 63;
+    int above = fraction > kHalf ? 1 : (fraction == kHalf ? 0 : -1);
+    // A multiplier rounded up makes the product too large by less than m, 2^-43 of the unit of
+    // the last digit: a remainder that near half may be an exact tie, or on the other side.
+    if (!binade.exact[bump] && fraction - (kHalf - (1u << 22)) <= (1u << 23)) {
+        if (E < 5) return TextParts(v);
+        const Quotient q = ScaleDown(m, e, E - 5, v);
+        digits = static_cast<uint32_t>(q.digits);
+        above = q.half;
     }
-    return TextParts(v);
+    // Half way rounds to even, as printf does.
+    if (above > 0 || (above == 0 && (digits & 1) != 0)) ++digits;
+    if (digits == 1000000) return DigitParts(negative, 100000, E + 1);
+    return DigitParts(negative, digits, E);
 }
 
 char* WriteFloat(char* out, const FloatParts& parts) {

@@ -49,6 +49,14 @@ void OutputBuffer::Put(std::string_view s) {
     cursor_ += s.size();
 }
 
+void OutputBuffer::Splice(std::string_view s) {
+    // Below this a copy costs less than a write of its own.
+    constexpr size_t kCopiedMax = 64 << 10;
+    if (s.size() <= kCopiedMax) return Put(s);
+    Flush();
+    os_.write(s.data(), static_cast<std::streamsize>(s.size()));
+}
+
 void OutputBuffer::Line(std::string_view s) {
     Put(s);
     Put('\n');

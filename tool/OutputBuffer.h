@@ -46,6 +46,15 @@ public:
     // Writes the pending bytes with one os.write. It does not flush the stream itself.
     void Flush();
 
+    // For a buffer that gathers one piece of text to be handed on elsewhere: what is pending,
+    // and dropping it.
+    std::string_view Pending() const {
+        return {data_.get(), static_cast<size_t>(cursor_ - data_.get())};
+    }
+    void Discard() { cursor_ = data_.get(); }
+    // Text made elsewhere, after what is pending: copied when small, else written as it is.
+    void Splice(std::string_view s);
+
 private:
     // Fields up to this width are written in place: blanks with one 16-byte store, the number
     // at its final column. Scratch bytes past a field stay inside the slack behind the capacity.

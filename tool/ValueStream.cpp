@@ -22,6 +22,16 @@ void ValueStream::Fill(size_t n) {
     end_ = n;
 }
 
+void ValueStream::Take(size_t n, std::vector<uint32_t>& into) {
+    while (n > 0) {
+        if (at_ == end_) Refill();
+        const size_t step = std::min(n, end_ - at_);
+        into.insert(into.end(), window_.data() + at_, window_.data() + at_ + step);
+        at_ += step;
+        n -= step;
+    }
+}
+
 bool ReadOutsideMainBlock(const std::vector<MrlZol::ArrayRecord*>& records, size_t limit) {
     std::map<uint64_t, size_t> bytesOfBlock;
     for (const MrlZol::ArrayRecord* record : records) {

@@ -31,6 +31,8 @@ public:
     // Reads the next n values now, once the window is used up, so that a caller can order the
     // reads of several streams by their blocks.
     void Fill(size_t n);
+    // Appends the next n values to `into`; call only while that many remain.
+    void Take(size_t n, std::vector<uint32_t>& into);
 
 private:
     static constexpr size_t kWindow = 16384;

@@ -59,6 +59,10 @@ private:
     uint32_t position = 0;
 };
 
+// Asks the system to back a large buffer with huge pages where it can: a block is filled once,
+// front to back, and the faults of its 4 KiB pages cost more than the inflation into them.
+void AdviseHugePages(void* buffer, uint64_t size);
+
 // Value readers over a block: strings and vectors in the block layout
 // (u32 length or count, then the bytes or the elements).
 void CopyFromBlock(Block& block, std::string& destination);

@@ -1,5 +1,7 @@
 #include "Mrl/Hbf/Block.h"
 
+#include <sys/mman.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -93,6 +95,21 @@ void Block::AllocateAdditionalMemory(uint64_t extra) {
     }
     buffer = static_cast<uint8_t*>(grown);
     capacity += extra;
+    AdviseHugePages(buffer, capacity);
+}
+
+void AdviseHugePages(void* buffer, uint64_t size) {
+#ifdef MADV_HUGEPAGE
+    constexpr uintptr_t kHuge = uintptr_t{2} << 20;
+    const auto begin = reinterpret_cast<uintptr_t>(buffer);
+    const uintptr_t first = (begin + kHuge - 1) & ~(kHuge - 1);
+    const uintptr_t last = (begin + size) & ~(kHuge - 1);
+    // Only whole huge pages inside the buffer; a refusal changes nothing but the speed.
+    if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+#else
+    (void)buffer;
+    (void)size;
+#endif
 }
 
 void Block::Release() {

@@ -73,6 +73,7 @@ void BlockZlibUnCompressor::operator()(Block& block) {
     uint64_t room = limit > Block::kGrowthFloor ? limit : Block::kGrowthFloor;
     MallocBuffer out(static_cast<uint8_t*>(std::malloc(room)));
     if (!out) MRL_THROW(Kind::MemoryAllocationError, nullptr, kSource, kMethod);
+    AdviseHugePages(out.get(), limit);
 
     uint64_t produced = 0;
     int result = Inflate(out.get(), limit, stored.get() + 4, storedSize - 4, produced);
