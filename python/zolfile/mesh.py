@@ -88,17 +88,22 @@ def _cells(lengths, indices, offset, geometry):
     return cells
 
 
+def _flat(array):
+    """The values in one row, whatever shape the array has."""
+    return np.ravel(array.values())
+
+
 def _piece(geometry, arrays, offset):
-    ids = arrays["Node Ids"].values()
+    ids = _flat(arrays["Node Ids"])
     count = len(ids)
-    coordinates = arrays["Coordinates"].values()
+    coordinates = _flat(arrays["Coordinates"])
     if len(coordinates) < 3 * count:
         raise MeshError(f"{geometry!r} has {count} nodes but {len(coordinates)} coordinates")
     node_ids = np.trunc(ids).astype(np.int64)
     piece = Mesh(coordinates[:3 * count].reshape(count, 3), node_ids)
     if "Polylength" in arrays and "Connectivity" in arrays:
-        lengths = arrays["Polylength"].values().astype(np.int64)
-        connectivity = arrays["Connectivity"].values()
+        lengths = _flat(arrays["Polylength"]).astype(np.int64)
+        connectivity = _flat(arrays["Connectivity"])
         if lengths.sum() > len(connectivity):
             raise MeshError(f"the elements of {geometry!r} need {lengths.sum()} node "
                             f"references, its connectivity holds {len(connectivity)}")
@@ -108,7 +113,7 @@ def _piece(geometry, arrays, offset):
     for name, array in arrays.items():
         if array.result in MESH_ARRAYS:
             continue
-        values = array.values()
+        values = _flat(array)
         if count == 0 or len(values) == 0 or len(values) % count:
             warnings.warn(f"{name!r} of {geometry!r} left out: {len(values)} values "
                           f"for {count} nodes")
