@@ -87,7 +87,7 @@ def _mesh_variables(made, mesh):
         name = MESH_RESULTS[result]
         dims = _item_dims(made, name, array.shape, preferred={
             "node_id": "node", "coordinates": "node", "element_id": "element",
-            "polylength": "element"}.get(name))
+            "polylength": "element", "connectivity": "reference"}.get(name))
         if name == "coordinates" and dims[1:] == ("component3",):
             dims = (dims[0], "xyz")
             made.sizes["xyz"] = 3

@@ -35,7 +35,8 @@ def test_every_group_holds_the_values(models, name):
             if "Coordinates" in mesh:  # a cut links to the ids alone
                 assert ds["coordinates"].dims == ("node", "xyz")
                 assert np.array_equal(ds["coordinates"].values, mesh["Coordinates"])
-                assert ds["polylength"].dims == ("element",)
+                assert (ds["polylength"].dims, ds["connectivity"].dims) == (("element",),
+                                                                          ("reference",))
                 assert np.array_equal(ds["polylength"], mesh["Polylength"])
             for result, instances in results.items():
                 variable = ds[result]
