@@ -84,8 +84,10 @@ class Array:
             self._view = weakref.ref(view)
         return view
 
-    def __array__(self, dtype: Any = None) -> np.ndarray:
+    def __array__(self, dtype: Any = None, copy: Any = None) -> np.ndarray:
         values = self.values()
+        if copy:
+            return np.array(values, dtype=dtype)
         return values if dtype is None else values.astype(dtype)
 
     def __getitem__(self, key: Any) -> Any:
