@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "Mrl/Hbf/HbFile.h"
+#include "Mrl/Util/Exception.h"
 #include "Mrl/Zol/DataLoader.h"
 
 namespace MrlZol {
@@ -36,6 +37,11 @@ void ArrayRecord::ReleaseValues() {
 
 void ArrayRecord::ReadRange(size_t first, size_t n, uint32_t* destination) const {
     if (InMemory()) {
+        // The loader checks ranges against the payload; values in memory are checked here.
+        if (first > Size() || n > Size() - first) {
+            MRL_THROW(Mrl::Util::Kind::OutOfBounds, "Not enough values in the array",
+                      "Mrl/Zol/ArrayRecord", "MrlZol::ArrayRecord::ReadRange");
+        }
         const void* values = isFloat ? static_cast<const void*>(floatValues.data() + first)
                                      : static_cast<const void*>(intValues.data() + first);
         std::memcpy(destination, values, n * 4);
