@@ -5,7 +5,7 @@ run; then what a slice costs, and how loads share the machine's cores with other
 
     bench/python_load.py BUILD_DIR [--values N] [--repeat R]
 
-BUILD_DIR holds the built package (python/zolfile) and the model generator (python/zolgen or
+BUILD_DIR holds the built package (python/zolfile) and the model generator (tests/zolgen or
 bench/zolgen). Prints Markdown tables; each time is the best of R runs, file opening included,
 with the files in the page cache.
 """
@@ -108,7 +108,8 @@ def main():
     import numpy as np
     import zolfile
 
-    zolgen = next(p for p in (build / "python/zolgen", build / "bench/zolgen") if p.exists())
+    zolgen = next(p for p in (build / "tests/zolgen", build / "bench/zolgen",
+                              build / "python/zolgen") if p.exists())
     with tempfile.TemporaryDirectory() as name:
         folder = Path(name)
         model_path = folder / "load.zol"
