@@ -23,6 +23,11 @@ class Array:
 
     A result of k components has the shape (n, k), any other array (n,); values are float32,
     or uint32 for connectivity kinds.
+
+    Attributes: analysis and geometry (the group and the Geometry that owns the array), name
+    (the full data name: result, then "\x1e" and the instance, if any), result, instance ("" when
+    none), element_sets (the Geometries it serves, its owner first), kind (the file's kind
+    number), components, size (number of values), dtype, shape.
     """
 
     __slots__ = ("_raw", "_model", "_view", "analysis", "geometry", "name", "result",
