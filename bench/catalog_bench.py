@@ -1,11 +1,12 @@
 #!/usr/bin/python3
 """Times the catalogue against a shell loop of ZolInfo on many small generated models.
 
-    bench/catalog_bench.py [--files N] [--jobs N]
+    bench/catalog_bench.py [--files N] [--jobs N] [--build DIR]
 
-Builds ZolInfo, the model generator and the zolfile package in build-bench/, generates the models once
-into bench/work/catalog/, then in one run times: the shell loop (one ZolInfo per file, report
-into a file), the catalogue into a fresh database, and its re-run that skips every file.
+Builds ZolInfo, the model generator and the zolfile package in build-bench/ (or takes them
+from DIR, built already), generates the models once into bench/work/catalog/, then in one run
+times: the shell loop (one ZolInfo per file, report into a file), the catalogue into a fresh
+database, and its re-run that skips every file.
 The figures replace the catalogue section of bench/results.md.
 """
 
@@ -24,7 +25,11 @@ RESULTS = os.path.join(ROOT, "bench", "results.md")
 HEADING = "## Catalogue of many small models"
 
 
-def build():
+def build(directory):
+    global BUILD
+    if directory:
+        BUILD = directory
+        return glob.glob(os.path.join(BUILD, "**", "zolgen"), recursive=True)[0]
     subprocess.run([os.path.join(ROOT, "scripts", "setup.sh")], check=True)
     subprocess.run(["cmake", "-S", ROOT, "-B", BUILD, "-DCMAKE_BUILD_TYPE=Release"],
                    check=True, stdout=subprocess.DEVNULL)
@@ -77,13 +82,14 @@ def catalogue(models, jobs):
             timed(command, env=environment, stderr=subprocess.DEVNULL))
 
 
-def write_results(count, jobs, loop, fresh, rerun):
+def write_results(count, jobs, loop, fresh, rerun, load):
     rows = [("shell loop, one ZolInfo per file", loop),
             (f"catalog --jobs {jobs}, fresh database", fresh),
             ("catalog re-run, every file skipped", rerun)]
     section = [HEADING, "",
                f"Made by `bench/catalog_bench.py`: {count} generated models of 2 to 6 KB, "
-               f"{os.cpu_count()} cores, one run.", "",
+               f"{os.cpu_count()} cores (load average {load:.1f} at the start, the machine "
+               "being shared), one run.", "",
                "| what | seconds | files/s | speed-up over the loop |", "|---|---|---|---|"]
     section += [f"| {what} | {seconds:.2f} | {count / seconds:.0f} | {loop / seconds:.1f}× |"
                 for what, seconds in rows]
@@ -100,13 +106,15 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--files", type=int, default=5000)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("--build", help="a build tree holding ZolInfo, zolgen and the package")
     options = parser.parse_args()
-    zolgen = build()
+    zolgen = build(options.build)
     models = os.path.join(WORK, f"models-{options.files}")
     names = generate(zolgen, models, options.files)
+    load = os.getloadavg()[0]
     loop = shell_loop(models, names)
     fresh, rerun = catalogue(models, options.jobs)
-    write_results(len(names), options.jobs, loop, fresh, rerun)
+    write_results(len(names), options.jobs, loop, fresh, rerun, load)
 
 
 if __name__ == "__main__":

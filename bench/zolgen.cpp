@@ -411,6 +411,30 @@ ModelBuilder BuildSmallBlocks(const Options& o, const std::vector<Part>& parts,
     return model;
 }
 
+// First node of cell c of the part's grid, cells counted x fastest.
+uint64_t CellBase(const Part& part, uint64_t c) {
+    const uint64_t g = part.grid, row = g - 1;
+    return c % row + (c / row) % row * g + c / (row * row) * g * g;
+}
+
+// The cells whose eight nodes all exist: a prefix of the cells, since a cell's last node
+// grows with its number.
+uint64_t CompleteCells(const Part& part) {
+    const uint64_t g = part.grid;
+    if (g < 2) return 0;
+    const uint64_t span = g * g + g + 1;  // from a cell's first node to its last
+    uint64_t low = 0, high = (g - 1) * (g - 1) * (g - 1);
+    while (low < high) {
+        const uint64_t middle = (low + high + 1) / 2;
+        if (CellBase(part, middle - 1) + span < part.nodes) {
+            low = middle;
+        } else {
+            high = middle - 1;
+        }
+    }
+    return low;
+}
+
 // Writes element i of a run of m elements in byte planes.
 inline void PutPlanar(uint8_t* run, uint64_t m, uint64_t i, uint32_t bits) {
     run[i] = static_cast<uint8_t>(bits);
@@ -443,12 +467,17 @@ void FillPayload(const Options& o, const std::vector<Part>& parts, const Payload
             for (uint64_t i = 0; i < m; ++i) PutPlanar(out, m, i, kNodesPerElement);
             break;
         case kConnectivity: {
-            // Corners of a cell of the node block, wrapped into the part's nodes.
+            // Corners of a cell of the node grid, in VTK's hexahedron order: the bottom face
+            // counter-clockwise seen from above, then the top face, so that every volume is
+            // positive. Elements go through the complete cells and start again when there are
+            // more elements than cells; a part too small for one cell wraps into its nodes.
             const uint64_t corner[kNodesPerElement] = {0,     1,         g + 1,         g,
                                                        g * g, g * g + 1, g * g + g + 1, g * g + g};
+            const uint64_t cells = CompleteCells(part);
             for (uint64_t e = 0; e < part.elements; ++e) {
+                const uint64_t base = cells == 0 ? e : CellBase(part, e % cells);
                 for (uint32_t k = 0; k < kNodesPerElement; ++k) {
-                    const uint64_t local = (e + corner[k]) % part.nodes;
+                    const uint64_t local = (base + corner[k]) % part.nodes;
                     PutPlanar(out, m, e * kNodesPerElement + k,
                               static_cast<uint32_t>(part.firstNode + local + 1));
                 }

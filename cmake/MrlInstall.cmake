@@ -5,14 +5,36 @@
 include(CMakePackageConfigHelpers)
 
 set(MRL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Mrl)
-# A shared Mrl is found next to the tool wherever the prefix ends up.
-if(BUILD_SHARED_LIBS)
-  file(RELATIVE_PATH MRL_BIN_TO_LIB ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-  set_target_properties(ZolInfo PROPERTIES INSTALL_RPATH "$ORIGIN/${MRL_BIN_TO_LIB}")
-endif()
-
 install(TARGETS ZolInfo RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
-install(FILES man/ZolInfo.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+# Compressed, as Debian keeps man pages; -n leaves out the time stamp, so that the same page
+# gives the same bytes.
+add_custom_command(OUTPUT ZolInfo.1.gz
+  COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/man/ZolInfo.1 > ZolInfo.1.gz
+  DEPENDS man/ZolInfo.1 VERBATIM)
+add_custom_target(man_page_gz ALL DEPENDS ZolInfo.1.gz)
+# A build of the tool alone is enough to install it.
+add_dependencies(ZolInfo man_page_gz)
+install(FILES ${PROJECT_BINARY_DIR}/ZolInfo.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+  COMPONENT tool)
+
+# Each Debian package carries the licence as its copyright file, in the machine-readable form.
+file(READ ${PROJECT_SOURCE_DIR}/LICENSE MRL_LICENSE)
+string(REGEX REPLACE "\n\n" "\n.\n" MRL_LICENSE "${MRL_LICENSE}")
+string(REGEX REPLACE "\n([^\n])" "\n \\1" MRL_LICENSE "\n${MRL_LICENSE}")
+file(WRITE ${PROJECT_BINARY_DIR}/copyright "\
+Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/
+Upstream-Name: ZolInfo
+
+Files: *
+Copyright: 2026 ZolInfo developers
+License: Expat${MRL_LICENSE}")
+foreach(component_package tool:zolinfo library:libmrl1 development:libmrl-dev)
+  string(REPLACE ":" ";" component_package ${component_package})
+  list(GET component_package 0 component)
+  list(GET component_package 1 package)
+  install(FILES ${PROJECT_BINARY_DIR}/copyright
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package} COMPONENT ${component})
+endforeach()
 
 install(TARGETS Mrl EXPORT MrlTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development

@@ -1,38 +1,85 @@
-"""Run by pvpython: reads VTU files, prints and checks their counts, renders the first.
+"""Run by pvpython: opens each converted file, checks what ParaView loads from it (points,
+cells, VTK cell types, arrays, time steps) and takes the pictures.
 
-    pvpython scripts/paraview_check.py OUT.png FILE.vtu:POINTS:CELLS:ARRAYS ...
+    pvpython scripts/paraview_check.py CHECKS.json
+
+CHECKS.json is what scripts/paraview_prepare.py writes. Prints one line per file, ending in
+"as expected" when all agree, and "rendered PATH" per picture.
 """
+import json
 import sys
 
-from paraview.simple import (ColorBy, GetActiveViewOrCreate, Render, ResetCamera,
-                             SaveScreenshot, Show, XMLUnstructuredGridReader)
+from paraview import servermanager
+from paraview.simple import (ColorBy, Delete, GetActiveViewOrCreate, GetColorTransferFunction,
+                             Hide, OpenDataFile, Render, ResetCamera, SaveScreenshot, Show,
+                             WarpByVector)
 
-png, expectations = sys.argv[1], sys.argv[2:]
-failed = False
-for number, expectation in enumerate(expectations):
-    path, points, cells, arrays = expectation.rsplit(":", 3)
-    reader = XMLUnstructuredGridReader(FileName=[path])
-    reader.UpdatePipeline()
-    info = reader.GetDataInformation()
-    names = list(reader.PointData.keys())
-    found = (info.GetNumberOfPoints(), info.GetNumberOfCells(), len(names))
-    expected = (int(points), int(cells), int(arrays))
-    ok = found == expected
-    failed |= not ok
-    print(f"{path}: points {found[0]}, cells {found[1]}, point arrays {names}: "
-          f"{'as expected' if ok else f'EXPECTED {expected}'}")
-    if number == 0:
-        view = GetActiveViewOrCreate("RenderView")
-        view.ViewSize = [640, 480]
-        display = Show(reader, view)
-        display.SetRepresentationType("Surface With Edges")
-        ColorBy(display, ("POINTS", names[0]))
-        display.SetScalarBarVisibility(view, True)
-        view.CameraPosition = [3.0, -2.5, 2.5]
-        view.CameraFocalPoint = [0.5, 0.5, 0.5]
-        view.CameraViewUp = [0, 0, 1]
-        ResetCamera(view)
-        Render(view)
-        SaveScreenshot(png, view, ImageResolution=[640, 480])
-        print(f"rendered {path} to {png}")
-sys.exit(1 if failed else 0)
+
+def loaded(reader, time):
+    """What ParaView holds after reading, at the given time step."""
+    reader.UpdatePipeline(time)
+    data = servermanager.Fetch(reader)
+    cells = data.GetNumberOfCells()
+    return {"points": data.GetNumberOfPoints(), "cells": cells,
+            "cell_types": sorted({data.GetCellType(i) for i in range(cells)}),
+            "arrays": len(reader.PointData.keys()) + len(reader.CellData.keys())}
+
+
+def check(expected):
+    reader = OpenDataFile(expected["path"])
+    times = list(reader.TimestepValues) if expected["times"] is not None else None
+    if times is not None and len(times) == 0:
+        times = [0.0]
+    found = loaded(reader, times[-1] if times else 0.0)
+    found["times"] = times
+    wanted = {key: expected[key] for key in found}
+    ok = found == wanted
+    print(f"{expected['path']}: {found}: {'as expected' if ok else f'EXPECTED {wanted}'}")
+    Delete(reader)
+    return ok
+
+
+def picture(spec):
+    view = GetActiveViewOrCreate("RenderView")
+    view.ViewSize = [800, 600]
+    view.OrientationAxesVisibility = 0
+    reader = OpenDataFile(spec["path"])
+    if "time" in spec:
+        view.ViewTime = spec["time"]
+    shown = reader
+    if "warp" in spec:
+        shown = WarpByVector(Input=reader, Vectors=["POINTS", spec["warp"]],
+                             ScaleFactor=spec["scale"])
+        # The shape before the load, as thin dark edges.
+        undeformed = Show(reader, view)
+        undeformed.SetRepresentationType("Feature Edges")
+        undeformed.ColorArrayName = ["POINTS", ""]
+        undeformed.AmbientColor = undeformed.DiffuseColor = [0.15, 0.15, 0.15]
+    display = Show(shown, view)
+    display.SetRepresentationType("Surface With Edges" if spec.get("edges") else "Surface")
+    ColorBy(display, ("POINTS", spec["color"]))
+    display.RescaleTransferFunctionToDataRange(True, False)
+    GetColorTransferFunction(spec["color"]).ApplyPreset("Rainbow Uniform", True)
+    display.SetScalarBarVisibility(view, True)
+    view.CameraPosition = spec["camera"]
+    view.CameraFocalPoint = [0, 0, 0]
+    view.CameraViewUp = [0, 0, 1]
+    ResetCamera(view)
+    Render(view)
+    SaveScreenshot(spec["png"], view, ImageResolution=[800, 600])
+    print(f"rendered {spec['path']} to {spec['png']}")
+    Hide(shown, view)
+    Hide(reader, view)
+
+
+def main(path):
+    with open(path) as f:
+        plan = json.load(f)
+    failed = [expected["path"] for expected in plan["checks"] if not check(expected)]
+    for spec in plan["pictures"]:
+        picture(spec)
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1]))

@@ -7,14 +7,18 @@ xarray engine.
         for array in model.arrays():   # values are read only when asked for
             array.shape, array.dtype, array[:10]
         model.to_meshio("Static").write("wheel.vtu")
+        model.convert("Static", "wheel.vtk")            # names fit the format; all or nothing
+        model.write_series("Transient", "wheel.xdmf")   # one time step per instance
 
     import xarray as xr
     xr.open_dataset("wheel.zol", engine="zol", group="Static/Wheel")
 """
 from . import _zolfile
 from .errors import Error
-from .mesh import Mesh, MeshError, analyses, mesh, to_meshio
+from .export import to_meshio, write
+from .mesh import Mesh, MeshError, analyses, mesh
 from .model import Array, Model, open
+from .series import write_series
 
 __version__ = _zolfile.version
 
@@ -22,6 +26,8 @@ __version__ = _zolfile.version
 Model.analyses = analyses
 Model.mesh = mesh
 Model.to_meshio = to_meshio
+Model.convert = write
+Model.write_series = write_series
 
 
 def groups(model) -> list:

@@ -1,13 +1,15 @@
-"""The catalogue's record of one file: finding Zol files and reading one into plain data.
+"""The catalogue's record of one file, and reading one file into it as plain data.
 
 A record is a dict that pickles, serialises as one JSON line and goes into the database as
-is: path, size, mtime_ns, status, version, error_kind, error, messages, entries, history,
-arrays.
+is: raw_path (the path's exact bytes), path (the same, readable), size, mtime_ns, status,
+version, error_kind, error, messages, link, last_seen, entries, history, arrays.
 """
 
+import base64
 import contextlib
+import json
 import os
-import stat
+import re
 import sys
 import tempfile
 import warnings
@@ -15,57 +17,81 @@ import warnings
 MAGIC = b"\x89HBF\r\n\x1a\n"
 
 # Statuses of a record; "vanished" is only ever set in the database.
-LOADED, REFUSED, FAILED, TIMED_OUT, VANISHED = "loaded", "refused", "failed", "timed out", "vanished"
+LOADED, REFUSED, FAILED, TIMED_OUT, UNREADABLE, VANISHED = (
+    "loaded", "refused", "failed", "timed out", "unreadable", "vanished")
+STATUSES = (LOADED, REFUSED, FAILED, TIMED_OUT, UNREADABLE, VANISHED)
 
 HISTORY_FIELDS = ("application_name", "application_version", "zol_version", "date",
                   "extra_text", "user_name", "comment")
 ARRAY_FIELDS = ("analysis", "geometry", "name", "result", "instance", "kind", "count")
+_TEXT_FIELDS = ("version", "error", "messages", "link")
+
+# The library's rendering of a failure carries the wall-clock time it was thrown at.
+_TIME_LINE = re.compile(r"^ *Time : [^\n]*\n", re.M)
 
 
-def is_zol(path):
-    """True when the file starts with the block file's magic; reads nothing more."""
-    try:
-        with open(path, "rb") as f:
-            return f.read(len(MAGIC)) == MAGIC
-    except OSError:
-        return False
+def readable(path):
+    """A path's bytes as text: itself when UTF-8, other bytes shown as \\xNN."""
+    return path.decode("utf-8", "backslashreplace")
 
 
-def walk(paths):
-    """Yields (absolute path, os.stat_result) of the Zol files at or below the given paths.
-
-    Files are taken by their magic alone, whether named or met in a directory, and in a
-    stable order.
-    """
-    for given in paths:
-        top = os.path.abspath(given)
-        if os.path.isdir(top):
-            yield from _walk_directory(top)
-        else:
-            yield from _zol_file(top)
-
-
-def _walk_directory(top):
-    for directory, subdirectories, names in os.walk(top):
-        subdirectories.sort()
-        for name in sorted(names):
-            yield from _zol_file(os.path.join(directory, name))
-
-
-def _zol_file(path):
-    try:
-        info = os.stat(path)
-    except OSError:
-        return
-    if stat.S_ISREG(info.st_mode) and is_zol(path):
-        yield path, info
-
-
-def new_record(path, info, status, error=None):
-    """A record with the file's identity and nothing read from it yet."""
-    return {"path": path, "size": info.st_size, "mtime_ns": info.st_mtime_ns,
+def new_record(item, status, seen_ns, error=None):
+    """A record of a walk's item with nothing read from it yet."""
+    info = item.info
+    return {"raw_path": item.path, "path": readable(item.path),
+            "size": info.st_size if info else 0, "mtime_ns": info.st_mtime_ns if info else 0,
             "status": status, "version": None, "error_kind": None, "error": error,
-            "messages": None, "entries": [], "history": [], "arrays": []}
+            "messages": None, "link": readable(item.link) if item.link else None,
+            "last_seen": seen_ns, "entries": [], "history": [], "arrays": []}
+
+
+def to_json(record):
+    """One line of JSON; the path's bytes travel as base64 beside the readable path."""
+    record = dict(record, raw_path=base64.b64encode(record["raw_path"]).decode("ascii"))
+    return json.dumps(record, ensure_ascii=False, separators=(",", ":"))
+
+
+def from_json(line):
+    """The record of a line of extract's output; ValueError when it is not a whole record."""
+    record = json.loads(line)
+    if not isinstance(record, dict) or not isinstance(record.get("path"), str):
+        raise ValueError("not a record")
+    raw = record.get("raw_path")
+    record["raw_path"] = (base64.b64decode(raw, validate=True) if isinstance(raw, str)
+                          else record["path"].encode("utf-8", "surrogateescape"))
+    record.setdefault("link", None)
+    record.setdefault("last_seen", None)
+    if not (isinstance(record.get("size"), int) and isinstance(record.get("mtime_ns"), int)
+            and record.get("status") in STATUSES
+            and all(isinstance(record.get(f), list) for f in ("entries", "history", "arrays"))
+            and all(isinstance(record.get(f, None), (str, type(None))) for f in _TEXT_FIELDS)
+            and all(isinstance(e, list) and len(e) == 2 for e in record["entries"])
+            and all(isinstance(h, dict) for h in record["history"])
+            and all(isinstance(a, dict) for a in record["arrays"])):
+        raise ValueError("not a record")
+    record["history"] = [{f: h.get(f) for f in HISTORY_FIELDS} for h in record["history"]]
+    record["arrays"] = [{f: a.get(f) for f in ARRAY_FIELDS} for a in record["arrays"]]
+    return record
+
+
+def examine(path, read):
+    """In a worker: None when the file is no model, else its record's fields past its identity.
+
+    A file is a model by its magic, or by its name ending in .zol: such a file whose first
+    bytes are gone is read too, and refused as ZolInfo refuses it, so that a damaged model is
+    never invisible.
+    """
+    try:
+        with open(path, "rb") as file:
+            head = file.read(len(MAGIC))
+    except OSError as error:
+        return {"status": UNREADABLE, "error": error.strerror or str(error)}
+    if head != MAGIC and not path.lower().endswith(b".zol"):
+        return None
+    try:
+        return read(path)
+    except Exception as error:  # any reader fault costs this one file only
+        return {"status": FAILED, "error": _text(f"{type(error).__name__}: {error}")}
 
 
 def _text(value):
@@ -83,15 +109,29 @@ def read_model(path):
     collecting steps) become the record's messages. Array counts come from the
     descriptors; no array's values are read.
     """
-    with tempfile.TemporaryFile() as written:
-        with _standard_error_into(written), warnings.catch_warnings(record=True) as caught:
-            warnings.simplefilter("always")
-            outcome = _read_model(path)
-        written.seek(0)
-        messages = written.read().decode("utf-8", "backslashreplace")
+    written = _stderr_file()
+    written.seek(0)
+    written.truncate()
+    with _standard_error_into(written), warnings.catch_warnings(record=True) as caught:
+        warnings.simplefilter("always")
+        outcome = _read_model(path)
+    written.seek(0)
+    messages = written.read().decode("utf-8", "backslashreplace")
     messages += "".join(f"{warning.message}\n" for warning in caught)
-    outcome["messages"] = _text(messages) or None
+    outcome["messages"] = _text(_TIME_LINE.sub("", messages)) or None
     return outcome
+
+
+_stderr_files = {}
+
+
+def _stderr_file():
+    # One file per process, emptied for each model: a worker reads many.
+    pid = os.getpid()
+    if pid not in _stderr_files:
+        _stderr_files.clear()  # a forked child's own
+        _stderr_files[pid] = tempfile.TemporaryFile()
+    return _stderr_files[pid]
 
 
 @contextlib.contextmanager

@@ -15,6 +15,7 @@ SOURCE = Path(os.environ.get("ZOL_SOURCE_DIR", HERE.parents[1]))
 ZOLINFO = os.environ.get("ZOLINFO_EXE", str(SOURCE / "build" / "ZolInfo"))
 ZOLGEN = os.environ.get("ZOLGEN_EXE", str(SOURCE / "build" / "python" / "zolgen"))
 EXAMPLE = SOURCE / "examples" / "wheel.zol"
+CAST_WHEEL = SOURCE / "examples" / "cast-wheel.zol"
 # The source tree comes last: a build tree on PYTHONPATH holds the extension module too.
 ENV = dict(os.environ, PYTHONPATH=os.pathsep.join(
     [os.environ.get("PYTHONPATH", ""), str(HERE), str(SOURCE / "python")]))
@@ -33,10 +34,14 @@ def report_entries(text):
     return [(html.unescape(k), html.unescape(v)) for k, v in ENTRY.findall(text)]
 
 
-def run(command, *arguments, stdout=None):
+def run(command, *arguments, stdout=None, status=0, env=None):
     """Runs a catalog or extract command line; returns its standard error."""
-    return subprocess.run(list(command) + list(map(str, arguments)), env=ENV, stdout=stdout,
-                          stderr=subprocess.PIPE, text=True, check=True).stderr
+    done = subprocess.run(list(command) + [a if isinstance(a, bytes) else str(a)
+                                           for a in arguments], env=dict(ENV, **env or {}),
+                          stdout=stdout, stderr=subprocess.PIPE, text=True,
+                          errors="surrogateescape")
+    assert done.returncode == status, done.stderr
+    return done.stderr
 
 
 def write(path, word, magic=records.MAGIC):
@@ -48,12 +53,19 @@ def snapshot(database_path):
     """Everything a catalogue holds, keyed by path so that row ids don't matter."""
     with sqlite3.connect(database_path) as database:
         files = database.execute("SELECT path, size, mtime_ns, status, version, error_kind, "
-                                 "error, messages FROM files ORDER BY path").fetchall()
+                                 "error, messages, raw_path, link FROM files "
+                                 "ORDER BY raw_path").fetchall()
         children = {table: [row[:1] + row[2:] for row in database.execute(
             f"SELECT f.path, c.* FROM {table} c JOIN files f ON f.id = c.file_id "
-            "ORDER BY f.path, c.seq")]
+            "ORDER BY f.raw_path, c.seq")]
             for table in ("entries", "history", "arrays")}
     return files, children
+
+
+@pytest.fixture(scope="session")
+def mesh_models(models):
+    """The models of the mesh tests: those above and the larger example."""
+    return {**models, "cast-wheel": CAST_WHEEL}
 
 
 @pytest.fixture(scope="session")

@@ -1,4 +1,5 @@
 """Real and damaged models: zolfile and the catalogue agree with ZolInfo, file by file."""
+import contextlib
 import os
 import random
 import re
@@ -44,6 +45,8 @@ def share(models, tmp_path_factory):
             (top / f"{name}-{damage}").write_bytes(data)
     (top / "garbage").write_bytes(records.MAGIC + rng.randbytes(500))
     (top / "noise").write_bytes(rng.randbytes(500))
+    # Named as a model, with its first bytes gone: refused, never invisible.
+    (top / "bad4.zol").write_bytes(models["example"].read_bytes()[40:])
     for name, path in models.items():  # the extension doesn't matter
         shutil.copy(path, top / f"{name}.bin")
     return top
@@ -84,19 +87,25 @@ def verdict(path, tmp_path):
     return "loaded", [list(entry) for entry in report]
 
 
+def is_model(path):
+    with contextlib.suppress(OSError), open(path, "rb") as file:
+        return file.read(8) == records.MAGIC or path.endswith(".zol")
+    return False
+
+
 def test_zolfile_and_catalogue_agree_with_zolinfo(share, tmp_path):
     stderr = run([sys.executable, "-m", "zolfile"], "catalog", share, "--db",
                  tmp_path / "c.sqlite")
     files, children = snapshot(tmp_path / "c.sqlite")
     recorded = {path: (status, [[n, v] for p, _, n, v in children["entries"] if p == path]
                        if status == "loaded" else [error, messages])
-                for path, _, _, status, _, _, error, messages in files}
+                for path, _, _, status, _, _, error, messages, _, _ in files}
     expected = {str(path): verdict(path, tmp_path)
                 for path in [tmp_path / "missing.zol", tmp_path, *sorted(share.iterdir())]}
-    assert recorded == {p: v for p, v in expected.items() if records.is_zol(p)}
+    assert recorded == {p: v for p, v in expected.items() if is_model(p)}
     statuses = [status for status, _ in recorded.values()]
     assert (f"catalog: {statuses.count('loaded')} loaded, {statuses.count('refused')} refused, "
-            "0 failed, 0 timed out, 0 skipped, 0 vanished") in stderr
+            "0 failed, 0 timed out, 0 unreadable, 0 skipped, 0 vanished") in stderr
     # Array counts are those of the values.
     for path in share.glob("*.bin"):
         assert [a[-1] for a in children["arrays"] if a[0] == str(path)] == [
