@@ -8,6 +8,8 @@ packages=(
     python3-dev python3-numpy python3-pybind11 python3-pytest # zolfile, for /usr/bin/python3
     python3-pebble python3-tqdm parallel                  # catalogue: pool, progress, scale-out
     python3-meshio python3-h5py python3-netcdf4           # meshes: XDMF and Exodus writers
+    python3-xarray python3-dask python3-distributed       # zolfile's xarray engine, clusters
+    python3-venv python3-pip python3-setuptools python3-wheel # pip install into a venv
     "$@")
 missing=()
 for package in "${packages[@]}"; do

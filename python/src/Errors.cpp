@@ -1,9 +1,9 @@
 #include "Errors.h"
 
 #include <exception>
+#include <utility>
 
-#include "Model.h"
-#include "Mrl/Util/Exception.h"
+#include "Text.h"
 
 namespace py = pybind11;
 
@@ -11,39 +11,45 @@ namespace ZolPython {
 
 namespace {
 
-// The Python class; the module that defines it lives as long as the interpreter.
-PyObject* errorType = nullptr;
+// zolfile.errors.from_library; the module lives as long as the interpreter.
+PyObject* fromLibrary = nullptr;
 
-// The texts may hold a path's bytes, which need not be UTF-8.
-void RaiseError(const char* text, py::object kind, const char* description) {
-    py::object error = py::reinterpret_borrow<py::object>(errorType)(ToText(text));
-    error.attr("kind") = std::move(kind);
-    error.attr("description") = ToText(description);
-    PyErr_SetObject(errorType, error.ptr());
+py::object Build(const Mrl::Error& failure) {
+    py::object build = py::reinterpret_borrow<py::object>(fromLibrary);
+    return build(ToText(failure.what()), failure.Kind(), ToText(failure.Description()),
+                 ToText(failure.Where()), ToText(failure.File()), failure.SystemError());
+}
+
+void SetError(const Mrl::Error& failure) {
+    py::object error = Build(failure);
+    PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(error.ptr())), error.ptr());
 }
 
 void Translate(std::exception_ptr failure) {
     try {
         std::rethrow_exception(failure);
-    } catch (const py::error_already_set&) {
-        throw;  // Python's own errors and pybind11's pass on unchanged
-    } catch (const py::builtin_exception&) {
-        throw;
-    } catch (const Mrl::Util::Exception& error) {
-        RaiseError(error.what(), py::int_(error.GetKind()), error.GetDescription());
-    } catch (const std::exception& error) {
-        RaiseError(error.what(), py::none(), error.what());
+    } catch (const Mrl::Error& error) {
+        SetError(error);
     }
 }
 
 }  // namespace
 
-void RegisterErrors(py::module_& module) {
-    py::exception<Mrl::Util::Exception> error(module, "Error");
-    error.attr("kind") = py::none();
-    error.attr("description") = "";
-    errorType = error.release().ptr();
+void RegisterErrors() {
+    py::object build = py::module_::import("zolfile.errors").attr("from_library");
+    fromLibrary = build.release().ptr();
     py::register_exception_translator(Translate);
+}
+
+void Raise(const Mrl::Error& failure) {
+    SetError(failure);
+    throw py::error_already_set();
+}
+
+void Warn(const Mrl::Error& warning) {
+    // Level 2: the caller of zolfile.open, past the package's own wrapper.
+    py::module_::import("warnings")
+        .attr("warn")(ToText(warning.what()), py::handle(PyExc_RuntimeWarning), 2);
 }
 
 }  // namespace ZolPython

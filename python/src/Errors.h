@@ -1,11 +1,18 @@
 #pragma once
 #include <pybind11/pybind11.h>
 
+#include <Mrl/Model.h>
+
 namespace ZolPython {
 
-// Defines zolfile.Error and turns every failure of the library into it: str() is the text
-// ZolInfo prints after "Exception: ", .kind the failure's kind (None for a failure that is not
-// the library's own, such as a block that doesn't inflate) and .description its description.
-void RegisterErrors(pybind11::module_& module);
+// Makes every Mrl::Error that reaches Python a zolfile.Error (zolfile/errors.py builds it):
+// one-line str(), kind, description, where and filename.
+void RegisterErrors();
+
+// Raises the Python error for failure.
+[[noreturn]] void Raise(const Mrl::Error& failure);
+
+// What the library would have printed, as a RuntimeWarning of one line.
+void Warn(const Mrl::Error& warning);
 
 }  // namespace ZolPython
