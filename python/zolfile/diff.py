@@ -11,6 +11,7 @@ import os
 import sys
 
 from . import _zolfile
+from .errors import Error
 
 
 def _texts(value):
@@ -54,7 +55,7 @@ def diff(a, b, **tolerances):
     if status == 2:
         text = os.fsdecode(err).strip()
         text = text[len("ZolDiff: "):] if text.startswith("ZolDiff: ") else text
-        raise (ValueError if bad_arguments else _zolfile.Error)(text)
+        raise (ValueError if bad_arguments else Error)(text)
     return json.loads(out.decode("utf-8", "surrogatepass"))
 
 
