@@ -4,7 +4,7 @@ arrays, build the mesh, write) against meshio's own write of the same mesh, in o
 
     bench/mesh_convert.py BUILD_DIR [--elements N] [--repeat R]
 
-BUILD_DIR holds the built package (python/zolfile) and the model generator (python/zolgen or
+BUILD_DIR holds the built package (python/zolfile) and the model generator (tests/zolgen or
 bench/zolgen). Both sides write with the same meshio settings: its default (zlib-compressed
 binary) and uncompressed. Prints a Markdown table; each figure is the best of R runs, with
 the files in the page cache.
@@ -13,17 +13,11 @@ import argparse
 import subprocess
 import sys
 import tempfile
-import time
 from pathlib import Path
 
+import benchtools
+from benchtools import best
 
-def best(run, repeat):
-    times = []
-    for _ in range(repeat):
-        start = time.perf_counter()
-        run()
-        times.append(time.perf_counter() - start)
-    return min(times)
 
 
 def main():
@@ -36,7 +30,7 @@ def main():
     sys.path.insert(0, str(build / "python"))
     import zolfile
 
-    zolgen = next(p for p in (build / "python/zolgen", build / "bench/zolgen") if p.exists())
+    zolgen = benchtools.zolgen(build)
     grid = 2
     while (grid - 1) ** 3 < args.elements:
         grid += 1

@@ -17,14 +17,9 @@ import threading
 import time
 from pathlib import Path
 
+import benchtools
+from benchtools import best
 
-def best(run, repeat):
-    times = []
-    for _ in range(repeat):
-        start = time.perf_counter()
-        run()
-        times.append(time.perf_counter() - start)
-    return min(times)
 
 
 def in_threads(runs):
@@ -108,8 +103,7 @@ def main():
     import numpy as np
     import zolfile
 
-    zolgen = next(p for p in (build / "tests/zolgen", build / "bench/zolgen",
-                              build / "python/zolgen") if p.exists())
+    zolgen = benchtools.zolgen(build)
     with tempfile.TemporaryDirectory() as name:
         folder = Path(name)
         model_path = folder / "load.zol"
