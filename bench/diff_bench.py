@@ -32,6 +32,8 @@ import tempfile
 import time
 from pathlib import Path
 
+import benchtools
+
 ROOT = Path(__file__).resolve().parents[1]
 BUILD = ROOT / "build-bench"
 CHUNK = 1 << 20
@@ -54,7 +56,7 @@ def generate(folder, name, values, seed):
     path = folder / name / "model.zol"
     path.parent.mkdir()
     nodes = values // 10
-    subprocess.run([BUILD / "bench/zolgen", "-o", path, "--nodes", str(nodes), "--elements", "1",
+    subprocess.run([benchtools.zolgen(BUILD), "-o", path, "--nodes", str(nodes), "--elements", "1",
                     "--results", "6", "--components", "1", "--compressed", "--seed", str(seed),
                     "--piece-mib", "4"],
                    check=True, stdout=subprocess.DEVNULL)
@@ -83,7 +85,9 @@ def write_hdf5(folder):
     values = {}
     for label in ("a", "b"):
         arrays = zolfile.open(str(folder / label / "model.zol")).arrays()
-        values[label] = np.concatenate([x.values().astype(np.float32) for x in arrays])
+        # Flat: values() gives an (n, k) array for k components.
+        values[label] = np.concatenate([x.values().astype(np.float32).reshape(-1)
+                                        for x in arrays])
         with h5py.File(folder / f"{label}.h5", "w") as hdf:
             hdf.create_dataset("values", data=values[label], chunks=(CHUNK,),
                                compression="gzip", shuffle=True)
