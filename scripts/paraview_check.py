@@ -39,35 +39,35 @@ def check(expected):
     return ok
 
 
-def picture(spec):
+def picture(shot):
     view = GetActiveViewOrCreate("RenderView")
     view.ViewSize = [800, 600]
     view.OrientationAxesVisibility = 0
-    reader = OpenDataFile(spec["path"])
-    if "time" in spec:
-        view.ViewTime = spec["time"]
+    reader = OpenDataFile(shot["path"])
+    if "time" in shot:
+        view.ViewTime = shot["time"]
     shown = reader
-    if "warp" in spec:
-        shown = WarpByVector(Input=reader, Vectors=["POINTS", spec["warp"]],
-                             ScaleFactor=spec["scale"])
+    if "warp" in shot:
+        shown = WarpByVector(Input=reader, Vectors=["POINTS", shot["warp"]],
+                             ScaleFactor=shot["scale"])
         # The shape before the load, as thin dark edges.
         undeformed = Show(reader, view)
         undeformed.SetRepresentationType("Feature Edges")
         undeformed.ColorArrayName = ["POINTS", ""]
         undeformed.AmbientColor = undeformed.DiffuseColor = [0.15, 0.15, 0.15]
     display = Show(shown, view)
-    display.SetRepresentationType("Surface With Edges" if spec.get("edges") else "Surface")
-    ColorBy(display, ("POINTS", spec["color"]))
+    display.SetRepresentationType("Surface With Edges" if shot.get("edges") else "Surface")
+    ColorBy(display, ("POINTS", shot["color"]))
     display.RescaleTransferFunctionToDataRange(True, False)
-    GetColorTransferFunction(spec["color"]).ApplyPreset("Rainbow Uniform", True)
+    GetColorTransferFunction(shot["color"]).ApplyPreset("Rainbow Uniform", True)
     display.SetScalarBarVisibility(view, True)
-    view.CameraPosition = spec["camera"]
+    view.CameraPosition = shot["camera"]
     view.CameraFocalPoint = [0, 0, 0]
     view.CameraViewUp = [0, 0, 1]
     ResetCamera(view)
     Render(view)
-    SaveScreenshot(spec["png"], view, ImageResolution=[800, 600])
-    print(f"rendered {spec['path']} to {spec['png']}")
+    SaveScreenshot(shot["png"], view, ImageResolution=[800, 600])
+    print(f"rendered {shot['path']} to {shot['png']}")
     Hide(shown, view)
     Hide(reader, view)
 
@@ -76,8 +76,8 @@ def main(path):
     with open(path) as f:
         plan = json.load(f)
     failed = [expected["path"] for expected in plan["checks"] if not check(expected)]
-    for spec in plan["pictures"]:
-        picture(spec)
+    for shot in plan["pictures"]:
+        picture(shot)
     return 1 if failed else 0
 
 

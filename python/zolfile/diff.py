@@ -18,10 +18,10 @@ def _texts(value):
     return [value] if isinstance(value, (str, bytes, os.PathLike)) else list(value)
 
 
-def _tolerance_text(spec):
-    if isinstance(spec, str):
-        return spec
-    return ",".join(f"{key}:{value!r}" for key, value in spec.items())
+def _tolerance_text(settings):
+    if isinstance(settings, str):
+        return settings
+    return ",".join(f"{key}:{value!r}" for key, value in settings.items())
 
 
 def arguments(atol=None, rtol=None, ulps=None, tolerance=None, ignore=(), ignore_entry=(),
@@ -34,8 +34,8 @@ def arguments(atol=None, rtol=None, ulps=None, tolerance=None, ignore=(), ignore
                         ("--match", match), ("--max-report", max_report)):
         if value is not None:
             args += [name, repr(value) if isinstance(value, float) else str(value)]
-    for glob, spec in (tolerance or {}).items():
-        args += ["--tolerance", f"{glob}={_tolerance_text(spec)}"]
+    for glob, settings in (tolerance or {}).items():
+        args += ["--tolerance", f"{glob}={_tolerance_text(settings)}"]
     for glob in _texts(ignore):
         args += ["--ignore", glob]
     for glob in _texts(ignore_entry):

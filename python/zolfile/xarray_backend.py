@@ -68,18 +68,18 @@ def open_zol_dataset(path, group=None, drop_variables=None):
         variables, coords = {}, {}
         for dim, names in made.coords.items():
             coords[dim] = Variable(dim, np.array(names, dtype=object))
-        for spec in made.variables:
-            if drop_variables and spec.name in drop_variables:
+        for variable in made.variables:
+            if drop_variables and variable.name in drop_variables:
                 continue
-            first = arrays[spec.indices[0]]
-            shape = tuple(made.sizes[dim] for dim in spec.dims)
-            dtype = np.dtype(np.int64) if spec.ids else first.dtype
-            data = indexing.LazilyIndexedArray(ZolBackendArray(manager, spec, shape, dtype))
-            encoding = {"preferred_chunks": {dim: 1 if spec.stacked and n == 0 else size
+            first = arrays[variable.indices[0]]
+            shape = tuple(made.sizes[dim] for dim in variable.dims)
+            dtype = np.dtype(np.int64) if variable.ids else first.dtype
+            data = indexing.LazilyIndexedArray(ZolBackendArray(manager, variable, shape, dtype))
+            encoding = {"preferred_chunks": {dim: 1 if variable.stacked and n == 0 else size
                                              for n, (dim, size) in
-                                             enumerate(zip(spec.dims, shape))}}
-            target = coords if spec.ids else variables
-            target[spec.name] = Variable(spec.dims, data, encoding=encoding)
+                                             enumerate(zip(variable.dims, shape))}}
+            target = coords if variable.ids else variables
+            target[variable.name] = Variable(variable.dims, data, encoding=encoding)
         attrs = {"analysis": made.analysis, "geometry": made.geometry,
                  "zol_version": model.version, "source": model.path}
     except BaseException:

@@ -1,8 +1,6 @@
 #include <algorithm>
-#include <limits>
 
 #include "Details.h"
-#include "Mrl/Hbf/HbFile.h"
 #include "Mrl/Util/Exception.h"
 #include "Mrl/Zol/DataLoader.h"
 
@@ -35,14 +33,11 @@ void ReadValues(const Array::Details& array, std::uint64_t first, std::uint64_t 
     if (count == 0) return;
     std::lock_guard<std::mutex> lock(array.file->mutex);
     Guarded(path, array.where, [&] {
-        const MrlZol::DataLoader& loader = *record.loader;
-        // One block of the name in memory at a time, whatever order the arrays are read in.
-        loader.file.GetIndex().ReleaseBlocksOutside(loader.blockName, loader.position);
-        auto tag = asFloat ? MrlZol::FloatElementTag : MrlZol::UnsignedElementTag;
+        // The record's range read keeps one block of the name in memory at a time and takes
+        // at most 2^32 - 1 values a call.
         constexpr std::uint64_t kStep = std::uint64_t{1} << 30;
         for (std::uint64_t done = 0; done < count; done += kStep) {
-            auto step = static_cast<std::uint32_t>(std::min(kStep, count - done));
-            loader.ReadRange(tag, first + done, step, out + done);
+            record.ReadRange(first + done, std::min(kStep, count - done), out + done);
         }
     });
 }

@@ -38,6 +38,9 @@ struct Model::Details {
     std::vector<Array> arrays;
 };
 
+// The public handle of one array of the file; made in Array.cpp, which knows its insides.
+Array MakeArray(std::shared_ptr<OpenFile> file, MrlZol::ArrayRecord record);
+
 // The public form of a failure of the internals: their exception, an inflate failure, or
 // anything else derived from std::exception. std::bad_alloc is not converted.
 Error ToError(const std::exception& failure, const std::string& file,

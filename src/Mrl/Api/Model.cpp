@@ -42,9 +42,6 @@ std::vector<Translation> ToHistory(const std::vector<MrlZol::TranslationRecord>&
 
 }  // namespace
 
-// Made by Array.cpp, which knows the array's insides.
-Array MakeArray(std::shared_ptr<OpenFile> file, MrlZol::ArrayRecord record);
-
 Model Model::Open(const std::string& path, const WarningHandler& onWarning) {
     RequireRegularFile(path);
     auto file = std::make_shared<OpenFile>();
