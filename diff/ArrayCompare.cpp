@@ -30,7 +30,8 @@ public:
     // functions, since a model of a new run may differ a little in every value.
     void Range(uint64_t index, const T* a, const T* b, uint64_t count) {
         diff_.compared += count;
-        if (std::memcmp(a, b, count * sizeof(T)) == 0) return;
+        // An empty range may come with the null data of an empty buffer.
+        if (count == 0 || std::memcmp(a, b, count * sizeof(T)) == 0) return;
         if constexpr (std::is_same_v<T, float>) {
             for (uint64_t start = 0; start < count; start += kBlock) {
                 const uint64_t n = std::min(kBlock, count - start);
