@@ -174,10 +174,10 @@ void ComparePositions(const Mrl::Array& a, const Mrl::Array& b, Recorder<T>& rec
     const uint64_t size = std::min(a.Size(), b.Size());
     std::vector<T>& bufA = buffers.a;
     std::vector<T>& bufB = buffers.b;
-    if (bufA.size() < std::min(size, kChunk)) {
-        bufA.resize(std::min(size, kChunk));
-        bufB.resize(bufA.size());
-    }
+    // The buffers are shared with the pairing by items, which sizes them apart.
+    const uint64_t need = std::min(size, kChunk);
+    if (bufA.size() < need) bufA.resize(need);
+    if (bufB.size() < need) bufB.resize(need);
     for (uint64_t first = 0; first < size; first += kChunk) {
         const uint64_t count = std::min(kChunk, size - first);
         ReadBoth([&] { a.Read(first, count, bufA.data()); },
