@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "Mrl/Hbf/HbFile.h"
 #include "Mrl/Hbf/Index.h"
+#include "Mrl/Hbf/SpareBuffers.h"
 #include "Mrl/Util/ErrorStream.h"
 #include "TestSupport.h"
 
@@ -157,3 +160,47 @@ TEST_F(HbfIndexTest, PositionsAndReleases) {
 }
 
 }  // namespace
+
+// Inflation reuses the memory of released pieces: whatever order the pieces are read in, each
+// one gives its own bytes and size, never what a larger piece left behind in the same memory.
+TEST(HbfSpareBuffersTest, ReusedMemoryGivesEachPieceItsOwnBytes) {
+    TempDir dir;
+    std::vector<uint32_t> big(200'000), small{7, 8, 9}, mid(190'000);
+    for (uint32_t i = 0; i < big.size(); ++i) big[i] = i * 3 + 1;
+    for (uint32_t i = 0; i < mid.size(); ++i) mid[i] = ~i;
+    HbFile file;
+    file.OpenFile(dir.Write(ZolFileBuilder()
+                                .Compressed("Data", Words(big))
+                                .Compressed("Data", Words(small))
+                                .Compressed("Data", Words(mid))),
+                  "rb");
+    file.ReadIndex();
+    MrlHbf::Index& index = file.GetIndex();
+    const uint64_t starts[] = {0, big.size() * 4, (big.size() + small.size()) * 4};
+    const std::vector<uint32_t>* pieces[] = {&big, &small, &mid};
+    for (int piece : {0, 1, 2, 0, 2, 1, 0, 1, 2}) {
+        index.ReleaseBlocksOutside("Data", starts[piece]);
+        index.SetPosition("Data", starts[piece], file.GetStream());
+        const MrlHbf::Block& block = index.GetBlock(piece);
+        ASSERT_EQ(block.GetSize(), pieces[piece]->size() * 4) << "piece " << piece;
+        EXPECT_EQ(std::memcmp(block.GetBuffer(), pieces[piece]->data(), block.GetSize()), 0);
+    }
+}
+
+TEST(HbfSpareBuffersTest, TakesTheSmallestThatFitsAndKeepsTheTwoLargest) {
+    MrlHbf::SpareBuffers spares;
+    auto give = [&](uint64_t size) { spares.Give(static_cast<uint8_t*>(std::malloc(size)), size); };
+    give(100);
+    give(300);
+    give(200);  // 100 is freed
+    uint64_t capacity = 0;
+    EXPECT_EQ(spares.Take(300, capacity), nullptr);  // more than `minimum` is needed
+    uint8_t* taken = spares.Take(150, capacity);
+    ASSERT_NE(taken, nullptr);
+    EXPECT_EQ(capacity, 200u);
+    std::free(taken);
+    taken = spares.Take(0, capacity);
+    EXPECT_EQ(capacity, 300u);
+    std::free(taken);
+    EXPECT_EQ(spares.Take(0, capacity), nullptr);  // the smallest went when a third came
+}

@@ -41,6 +41,8 @@ public:
     void Require(uint64_t count) const;
     // Frees the buffer but keeps size and position, so that the block counts as used up.
     void Release();
+    // As Release, but hands the malloc'ed buffer and its capacity to the caller.
+    uint8_t* Surrender(uint64_t& bufferCapacity);
     // Frees the buffer and returns to the empty state.
     void Reset();
     // Hands the buffer and its contents' size to the caller, leaving the block empty.

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "Mrl/Hbf/BlockTransformation.h"
+#include "Mrl/Hbf/SpareBuffers.h"
 
 namespace MrlHbf {
 
@@ -21,11 +22,17 @@ private:
 // Unpacks a block stored as a u32 unpacked size followed by one zlib stream.
 class BlockZlibUnCompressor : public BlockTransformation {
 public:
+    // Inflates into kept memory where `spares` has a buffer large enough.
+    explicit BlockZlibUnCompressor(SpareBuffers* spares = nullptr) : spares(spares) {}
+
     void operator()(Block& block) override;
 
     // The most bytes a deflate stream of storedBytes can give: the format's ratio is at most
     // 1032 to 1. Memory is set aside by this bound, never by a larger claim.
     static uint64_t OutputBound(uint64_t storedBytes) { return storedBytes * 1032 + 1024; }
+
+private:
+    SpareBuffers* spares;
 };
 
 }  // namespace MrlHbf

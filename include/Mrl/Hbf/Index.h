@@ -6,6 +6,7 @@
 
 #include "Mrl/Hbf/Block.h"
 #include "Mrl/Hbf/FileStream.h"
+#include "Mrl/Hbf/SpareBuffers.h"
 
 namespace MrlHbf {
 
@@ -61,10 +62,13 @@ public:
 private:
     [[noreturn]] static void FailNotFound(const char* method);
     uint64_t StartOf(uint64_t entryNumber) const;
+    // Frees a block's bytes into the spares, keeping its size and position.
+    void GiveBack(Block& block);
     void AddName(uint64_t entryNumber);
 
     std::vector<IndexEntry> entries;
     std::vector<Block> blocks;
+    SpareBuffers spares;
     std::map<std::string, BlockSet> names;
     uint8_t nextId = 1;
     uint64_t indexPosition = 12;

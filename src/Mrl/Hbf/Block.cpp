@@ -124,6 +124,12 @@ void Block::Reset() {
     position = 0;
 }
 
+uint8_t* Block::Surrender(uint64_t& bufferCapacity) {
+    bufferCapacity = capacity;
+    capacity = 0;
+    return std::exchange(buffer, nullptr);
+}
+
 uint8_t* Block::TakeBuffer(uint32_t& contentsSize) {
     contentsSize = size;
     uint8_t* taken = buffer;

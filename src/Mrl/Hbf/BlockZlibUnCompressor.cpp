@@ -71,9 +71,22 @@ void BlockZlibUnCompressor::operator()(Block& block) {
     uint64_t limit = claimed;
     if (limit > OutputBound(storedSize)) limit = OutputBound(storedSize);
     uint64_t room = limit > Block::kGrowthFloor ? limit : Block::kGrowthFloor;
-    MallocBuffer out(static_cast<uint8_t*>(std::malloc(room)));
-    if (!out) MRL_THROW(Kind::MemoryAllocationError, nullptr, kSource, kMethod);
-    AdviseHugePages(out.get(), limit);
+    uint64_t kept = 0;
+    MallocBuffer out(spares != nullptr ? spares->Take(limit, kept) : nullptr);
+    if (out && kept / 2 > room) {
+        out.reset();  // far too large: the block would hold it all its life
+        kept = 0;
+    }
+    if (out) {
+        room = kept;
+    } else {
+        // Kept buffers too small for this block go first, so that memory never holds them
+        // and a fresh buffer at once.
+        if (spares != nullptr) spares->Clear();
+        out.reset(static_cast<uint8_t*>(std::malloc(room)));
+        if (!out) MRL_THROW(Kind::MemoryAllocationError, nullptr, kSource, kMethod);
+        AdviseHugePages(out.get(), limit);
+    }
 
     uint64_t produced = 0;
     int result = Inflate(out.get(), limit, stored.get() + 4, storedSize - 4, produced);
@@ -84,9 +97,10 @@ void BlockZlibUnCompressor::operator()(Block& block) {
         }
         throw InflateError(result);
     }
-    // Give back what the bound set aside beyond the contents and the growth floor.
+    // Give back what the bound set aside beyond the contents and the growth floor; a kept
+    // buffer stays whole, for the blocks after this one.
     uint64_t keep = produced > Block::kGrowthFloor ? produced : Block::kGrowthFloor;
-    if (keep < room) {
+    if (kept == 0 && keep < room) {
         if (void* shrunk = std::realloc(out.get(), keep)) {
             out.release();
             out.reset(static_cast<uint8_t*>(shrunk));

@@ -159,7 +159,7 @@ void Index::SetPosition(const std::string& name, uint64_t position, FileStream& 
         if (entries[number].loaded) {
             // Passed over: keep size and position so it counts as used up, free the bytes.
             block.SetPosition(block.GetSize());
-            block.Release();
+            GiveBack(block);
             entries[number].loaded = false;
         }
     }
@@ -192,10 +192,16 @@ void Index::ReleaseBlocksOutside(const std::string& name, uint64_t position) {
     for (uint64_t number : found->second.entryNumbers) {
         if (entries[number].loaded && number != holding) {
             blocks[number].SetPosition(blocks[number].GetSize());
-            blocks[number].Release();
+            GiveBack(blocks[number]);
             entries[number].loaded = false;
         }
     }
+}
+
+void Index::GiveBack(Block& block) {
+    uint64_t capacity = 0;
+    uint8_t* buffer = block.Surrender(capacity);
+    spares.Give(buffer, capacity);
 }
 
 void Index::LoadBlock(uint64_t entryNumber, FileStream& stream) {
@@ -205,7 +211,11 @@ void Index::LoadBlock(uint64_t entryNumber, FileStream& stream) {
     Block& block = blocks[entryNumber];
     block.Reset();
     block.Read(stream, entry.storedSize);
-    if (entry.flags & 1) BlockZlibUnCompressor()(block);
+    if (entry.flags & 1) {
+        BlockZlibUnCompressor inflate(&spares);
+        inflate(block);
+    }
+    spares.Clear();
     entry.loaded = true;
     block.SetPosition(uint32_t{0});
 }
