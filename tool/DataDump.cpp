@@ -229,7 +229,11 @@ void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, OrderedPool* pool,
         out.Put('\n');
     }
     out.Line("");
-    if (coordinates != nullptr) coordinates->ReleaseValues();
+    // The node ids are read again by the value sections, which may find them in the block
+    // they stream from: held here, they would lie beside every block the dump loads.
+    for (DataRecord* record : {nodes, coordinates}) {
+        if (record != nullptr) record->ReleaseValues();
+    }
 
     out.Line("    Connectivity : ");
     ReadOutsideMainBlock({lengths, connectivity});
@@ -251,7 +255,6 @@ void WriteMeshDump(ArrayRecords& records, OutputBuffer& out, OrderedPool* pool,
         cursor += n;
     }
     out.Line("");
-    // The node ids serve every value section that follows; the rest can go.
     for (DataRecord* record : {connectivity, lengths}) {
         if (record != nullptr) record->ReleaseValues();
     }
@@ -278,9 +281,7 @@ void WriteResultValues(ArrayRecords& records, OutputBuffer& out, OrderedPool* po
         WriteValueRows(out, pool, used, nodeCount);
         if (pool != nullptr) pool->Drain();
         out.Line("");
-        for (DataRecord* record : used) {
-            if (record->resultName != "Node Ids") record->ReleaseValues();
-        }
+        for (DataRecord* record : used) record->ReleaseValues();
     }
 }
 
