@@ -13,6 +13,7 @@
 #include <sstream>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include "NumberFormat.h"
 #include "OutputBuffer.h"
@@ -125,12 +126,18 @@ TEST(NumberFormat, IntegersAtTheEdgesMatchStream) {
 TEST(OutputBuffer, MatchesStreamAcrossFlushes) {
     const float floats[] = {-0.0f,      1.25e6f, -1.23456789e-7f, -FLT_MAX, 0.1f,
                             -999999.0f, NAN,     -INFINITY};
-    const int64_t signeds[] = {0, -12345, -123456789, INT64_MIN};
-    const uint64_t unsigneds[] = {2, 12345678, 123456789, UINT64_MAX};
+    // Every digit count up to nine, where the eight-digit path ends, on both sides of zero.
+    std::vector<int64_t> signeds = {0, -12345, -123456789, INT64_MIN};
+    std::vector<uint64_t> unsigneds = {2, 12345678, 123456789, UINT64_MAX};
+    for (int64_t p = 1; p <= 1000000000; p *= 10) {
+        for (int64_t v : {p - 1, p, -p, 1 - p, 3 * p + 7}) signeds.push_back(v);
+        unsigneds.push_back(static_cast<uint64_t>(p - 1));
+        unsigneds.push_back(static_cast<uint64_t>(p));
+    }
     std::ostringstream expected, actual;
     {
         ZolInfo::OutputBuffer out(actual, 64);
-        for (int width : {0, 1, 6, 8, 10, 12, 70}) {
+        for (int width : {0, 1, 4, 5, 6, 7, 8, 9, 10, 12, 70}) {
             out.Line("Analysis : ");
             expected << "Analysis : \n";
             for (float v : floats) {
