@@ -16,6 +16,7 @@ Results come back as they finish.
 
 import concurrent.futures
 import contextlib
+import ctypes
 import itertools
 import multiprocessing
 import os
@@ -46,12 +47,28 @@ _LOOK_EVERY = 0.25
 
 
 def _start_worker(log_root, starts):
+    _keep_freed_memory()
     # Each worker keeps its own trace log instead of emptying a shared one. Should that fail
     # (a full disk), the worker must still start: pebble would start it again and again.
     with contextlib.suppress(OSError):
         os.environ["MORLANE_TEMP_PATH"] = tempfile.mkdtemp(dir=log_root)
     with starts.get_lock():
         starts.value += 1
+
+
+# glibc's mallopt parameters, and what they are set to in a worker.
+_M_TRIM_THRESHOLD, _M_MMAP_THRESHOLD = -1, -3
+_KEPT_BYTES, _MAPPED_FROM_BYTES = 64 << 20, 32 << 20
+
+
+def _keep_freed_memory():
+    # The library takes large block buffers for each file and glibc gives them back to the
+    # system after it, so that the next file pays page faults for fresh zeroed memory (on
+    # small models, half of a worker's time). A worker keeps up to 64 MiB freed instead.
+    with contextlib.suppress(OSError, AttributeError):  # not glibc
+        mallopt = ctypes.CDLL(None).mallopt
+        mallopt(_M_MMAP_THRESHOLD, _MAPPED_FROM_BYTES)
+        mallopt(_M_TRIM_THRESHOLD, _KEPT_BYTES)
 
 
 class _Pool:
