@@ -69,6 +69,7 @@ if __name__ == "__main__":
     unreadable = {os.fsencode(p) for p in os.environ.get("UNREADABLE", "").split(":") if p}
     os.scandir = _refusing(os.scandir, unreadable)
     builtins.open = _refusing(builtins.open, unreadable)
+    os.open = _refusing(os.open, unreadable)
     pebble.pool.process.fetch_task = _leave_between_files(pebble.pool.process.fetch_task)
     parser = argparse.ArgumentParser()
     catalog.add_commands(parser.add_subparsers(required=True))
