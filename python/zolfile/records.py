@@ -101,7 +101,7 @@ def examine(path, read):
 
 
 def _head(path):
-    # A file object would cost more than the read: most files are read whole right after.
+    # A file object costs more than the 8 bytes read through it.
     fd = os.open(path, os.O_RDONLY | os.O_CLOEXEC)
     try:
         return os.read(fd, len(MAGIC))

@@ -221,7 +221,7 @@ def _delete_children(database, file_id):
 
 
 def records(database):
-    """Every file's record, in the form extract writes, one at a time."""
+    """Every file's record, as a run makes it, one at a time."""
     for row in database.execute(f"SELECT id, {', '.join(FILE_COLUMNS)} FROM files ORDER BY id"):
         record = dict(zip(FILE_COLUMNS, row[1:]))
         for table, fields in (("entries", ("name", "value")), ("history", HISTORY_FIELDS),
