@@ -2,12 +2,16 @@
 
 A record is a dict that pickles, serialises as one JSON line and goes into the database as
 is: raw_path (the path's exact bytes), path (the same, readable), size, mtime_ns, status,
-version, error_kind, error, messages, link, last_seen, entries, history, arrays.
+version, error_kind, error, messages, link, last_seen, entries, history, arrays. entries holds
+(name, value) pairs, history and arrays tuples in the order of HISTORY_FIELDS and
+ARRAY_FIELDS: a model has dozens of them, and tuples go to the database as they are and cost
+the workers and the writer less than dicts. JSON spells them as objects.
 """
 
 import base64
 import contextlib
 import json
+import operator
 import os
 import re
 import sys
@@ -47,7 +51,9 @@ def new_record(item, status, seen_ns, error=None):
 
 def to_json(record):
     """One line of JSON; the path's bytes travel as base64 beside the readable path."""
-    record = dict(record, raw_path=base64.b64encode(record["raw_path"]).decode("ascii"))
+    record = dict(record, raw_path=base64.b64encode(record["raw_path"]).decode("ascii"),
+                  history=[dict(zip(HISTORY_FIELDS, h)) for h in record["history"]],
+                  arrays=[dict(zip(ARRAY_FIELDS, a)) for a in record["arrays"]])
     return json.dumps(record, ensure_ascii=False, separators=(",", ":"))
 
 
@@ -69,8 +75,9 @@ def from_json(line):
             and all(isinstance(h, dict) for h in record["history"])
             and all(isinstance(a, dict) for a in record["arrays"])):
         raise ValueError("not a record")
-    record["history"] = [{f: h.get(f) for f in HISTORY_FIELDS} for h in record["history"]]
-    record["arrays"] = [{f: a.get(f) for f in ARRAY_FIELDS} for a in record["arrays"]]
+    record["entries"] = [tuple(e) for e in record["entries"]]
+    record["history"] = [tuple(h.get(f) for f in HISTORY_FIELDS) for h in record["history"]]
+    record["arrays"] = [tuple(a.get(f) for f in ARRAY_FIELDS) for a in record["arrays"]]
     return record
 
 
@@ -82,8 +89,7 @@ def examine(path, read):
     never invisible.
     """
     try:
-        with open(path, "rb") as file:
-            head = file.read(len(MAGIC))
+        head = _head(path)
     except OSError as error:
         return {"status": UNREADABLE, "error": error.strerror or str(error)}
     if head != MAGIC and not path.lower().endswith(b".zol"):
@@ -92,6 +98,15 @@ def examine(path, read):
         return read(path)
     except Exception as error:  # any reader fault costs this one file only
         return {"status": FAILED, "error": _text(f"{type(error).__name__}: {error}")}
+
+
+def _head(path):
+    # A file object costs more than the 8 bytes read through it.
+    fd = os.open(path, os.O_RDONLY | os.O_CLOEXEC)
+    try:
+        return os.read(fd, len(MAGIC))
+    finally:
+        os.close(fd)
 
 
 def _text(value):
@@ -110,13 +125,10 @@ def read_model(path):
     descriptors; no array's values are read.
     """
     written = _stderr_file()
-    written.seek(0)
-    written.truncate()
     with _standard_error_into(written), warnings.catch_warnings(record=True) as caught:
         warnings.simplefilter("always")
         outcome = _read_model(path)
-    written.seek(0)
-    messages = written.read().decode("utf-8", "backslashreplace")
+    messages = _take_written(written).decode("utf-8", "backslashreplace")
     messages += "".join(f"{warning.message}\n" for warning in caught)
     outcome["messages"] = _text(_TIME_LINE.sub("", messages)) or None
     return outcome
@@ -126,19 +138,30 @@ _stderr_files = {}
 
 
 def _stderr_file():
-    # One file per process, emptied for each model: a worker reads many.
+    # One descriptor per process, emptied after each model that wrote: a worker reads many.
     pid = os.getpid()
     if pid not in _stderr_files:
         _stderr_files.clear()  # a forked child's own
-        _stderr_files[pid] = tempfile.TemporaryFile()
-    return _stderr_files[pid]
+        _stderr_files[pid] = tempfile.TemporaryFile(buffering=0)
+    return _stderr_files[pid].fileno()
+
+
+def _take_written(fd):
+    # Most models write nothing; they cost one lseek.
+    end = os.lseek(fd, 0, os.SEEK_CUR)
+    if not end:
+        return b""
+    written = os.pread(fd, end, 0)
+    os.ftruncate(fd, 0)
+    os.lseek(fd, 0, os.SEEK_SET)
+    return written
 
 
 @contextlib.contextmanager
-def _standard_error_into(file):
+def _standard_error_into(fd):
     sys.stderr.flush()
     saved = os.dup(2)
-    os.dup2(file.fileno(), 2)
+    os.dup2(fd, 2)
     try:
         yield
     finally:
@@ -146,18 +169,35 @@ def _standard_error_into(file):
         os.close(saved)
 
 
+_history_row = operator.itemgetter(*HISTORY_FIELDS)
+# The binding's arrays call their count size.
+_array_row = operator.attrgetter(*ARRAY_FIELDS[:-1], "size")
+_ARRAY_TEXTS = ARRAY_FIELDS.index("kind")  # the fields before it are texts
+
+
 def _read_model(path):
-    import zolfile
+    from . import _zolfile
+    from .errors import Error
 
     try:
-        model = zolfile.open(path)
-    except zolfile.Error as error:
+        # The binding's own model: the package's wraps each array for numpy, which a record
+        # doesn't need.
+        model = _zolfile.open(os.fsencode(path))
+    except Error as error:
         # The description without the rendering's throw time, so that records compare.
         return {"status": REFUSED, "error_kind": error.kind, "error": _text(error.description)}
     return {
         "status": LOADED,
         "version": _text(model.version),
-        "entries": [[_text(name), _text(value)] for name, value in model.report()],
-        "history": [{f: _text(t[f]) for f in HISTORY_FIELDS} for t in model.translations],
-        "arrays": [{f: _text(getattr(a, f)) for f in ARRAY_FIELDS} for a in model.arrays()],
+        "entries": _texts(model.report()),
+        "history": _texts([_history_row(t) for t in model.translations]),
+        "arrays": _texts([_array_row(a) for a in model.arrays()], _ARRAY_TEXTS),
     }
+
+
+def _texts(rows, width=None):
+    # Rows whose texts (their first width fields) are all ASCII, nearly always, are checked
+    # in one go.
+    if "".join(["".join(row[:width]) for row in rows]).isascii():
+        return rows
+    return [tuple(_text(v) for v in row) for row in rows]

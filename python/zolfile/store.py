@@ -221,15 +221,14 @@ def _delete_children(database, file_id):
 
 
 def records(database):
-    """Every file's record, in the form extract writes, one at a time."""
+    """Every file's record, as a run makes it, one at a time."""
     for row in database.execute(f"SELECT id, {', '.join(FILE_COLUMNS)} FROM files ORDER BY id"):
         record = dict(zip(FILE_COLUMNS, row[1:]))
-        record["entries"] = [list(entry) for entry in database.execute(
-            "SELECT name, value FROM entries WHERE file_id = ? ORDER BY seq", row[:1])]
-        for table, fields in (("history", HISTORY_FIELDS), ("arrays", ARRAY_FIELDS)):
-            record[table] = [dict(zip(fields, values)) for values in database.execute(
+        for table, fields in (("entries", ("name", "value")), ("history", HISTORY_FIELDS),
+                              ("arrays", ARRAY_FIELDS)):
+            record[table] = database.execute(
                 f"SELECT {', '.join(fields)} FROM {table} WHERE file_id = ? ORDER BY seq",
-                row[:1])]
+                row[:1]).fetchall()
         yield record
 
 
@@ -246,12 +245,7 @@ def _write(database, batch):
            for record in latest]
     for table in _CHILDREN:
         database.executemany(f"DELETE FROM {table} WHERE file_id = ?", [(i,) for i in ids])
-    database.executemany(_INSERT_ENTRY, [
-        (file_id, seq, name, value) for file_id, record in zip(ids, latest)
-        for seq, (name, value) in enumerate(record["entries"])])
-    database.executemany(_INSERT_HISTORY, [
-        (file_id, seq, *(t[f] for f in HISTORY_FIELDS)) for file_id, record in zip(ids, latest)
-        for seq, t in enumerate(record["history"])])
-    database.executemany(_INSERT_ARRAY, [
-        (file_id, seq, *(a[f] for f in ARRAY_FIELDS)) for file_id, record in zip(ids, latest)
-        for seq, a in enumerate(record["arrays"])])
+    for table, insert in (("entries", _INSERT_ENTRY), ("history", _INSERT_HISTORY),
+                          ("arrays", _INSERT_ARRAY)):
+        database.executemany(insert, [(file_id, seq, *row) for file_id, record in zip(ids, latest)
+                                      for seq, row in enumerate(record[table])])

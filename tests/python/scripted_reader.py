@@ -1,7 +1,7 @@
 """A reader for the catalogue's machinery whose behaviour each file's text chooses.
 
 After the magic a file holds one word: "crash" kills the worker, "hang" never returns,
-"raise" throws, "refuse" is refused, "leave" has the worker die once its result is sent (once),
+"wait" takes 0.4 s, "raise" throws, "refuse" is refused, "leave" has the worker die once its result is sent (once),
 "kill run" kills the run once (a file beside it remembers), anything else loads with that
 text as its one entry; a file without the magic is refused. Run as a script it is
 `python3 -m zolfile` with this reader in place of the model, and with the paths named in
@@ -26,7 +26,7 @@ def read(path):
     if not data.startswith(records.MAGIC):
         return {"status": records.REFUSED, "error_kind": 11, "error": "not a Zol file"}
     word = data[len(records.MAGIC):].decode("utf-8", "replace")
-    time.sleep({"hang": 3600, "slow": 0.01}.get(word[:4], 0))
+    time.sleep({"hang": 3600, "wait": 0.4, "slow": 0.01}.get(word[:4], 0))
     if word.startswith("crash"):
         os.kill(os.getpid(), signal.SIGSEGV)
     if word.startswith("raise"):
@@ -69,6 +69,7 @@ if __name__ == "__main__":
     unreadable = {os.fsencode(p) for p in os.environ.get("UNREADABLE", "").split(":") if p}
     os.scandir = _refusing(os.scandir, unreadable)
     builtins.open = _refusing(builtins.open, unreadable)
+    os.open = _refusing(os.open, unreadable)
     pebble.pool.process.fetch_task = _leave_between_files(pebble.pool.process.fetch_task)
     parser = argparse.ArgumentParser()
     catalog.add_commands(parser.add_subparsers(required=True))

@@ -119,6 +119,28 @@ def test_a_worker_dying_between_files_costs_nothing(tmp_path, jobs):
     assert any(say in stderr for say in ("between two files", "pool broke", "reading it again"))
 
 
+# Files go to the workers in batches of 4 until their time is known. Number: word, and the
+# status and error of its row where it isn't loaded.
+@pytest.mark.parametrize("words, failures, said", [
+    ({5: "hang"}, {5: ("timed out", "no result within 1 s")}, "no result within 1 s"),
+    ({5: "crash"}, {5: ("failed", "worker ended by signal SIGSEGV")},
+     "worker ended by signal SIGSEGV"),
+    # Files within the limit in a batch beyond it.
+    (dict.fromkeys(range(4, 8), "wait"), {}, "no result within 1 s"),
+])
+def test_a_failed_batch_costs_only_the_failing_file(tmp_path, words, failures, said):
+    share = tmp_path / "share"
+    for number in range(12):
+        write(share / f"{number:02}.zol", words.get(number, f"file {number}"))
+    stderr = catalog(tmp_path, share)
+    assert f"{said} during a batch of 4 files; reading it again file by file" in stderr
+    files, children = snapshot(tmp_path / "c.sqlite")
+    assert [(f[3], f[6]) for f in files] == [
+        failures.get(number, ("loaded", None)) for number in range(12)]
+    assert [os.path.basename(row[0]) for row in children["entries"]] == [
+        f"{number:02}.zol" for number in range(12) if number not in failures]
+
+
 def test_unusable_databases_end_in_one_line(tmp_path):
     (tmp_path / "text.sqlite").write_text("not a database " * 100)
     with sqlite3.connect(tmp_path / "new.sqlite") as database:
