@@ -64,6 +64,9 @@ private:
 // Asks the system to back a large buffer with huge pages where it can: a block is filled once,
 // front to back, and the faults of its 4 KiB pages cost more than the inflation into them.
 void AdviseHugePages(void* buffer, uint64_t size);
+// Gives the pages of buffer[used, size) back to the system, keeping the address range: a kept
+// buffer larger than its next contents would otherwise hold memory the contents don't need.
+void ReturnPagesBeyond(void* buffer, uint64_t used, uint64_t size);
 
 // Value readers over a block: strings and vectors in the block layout
 // (u32 length or count, then the bytes or the elements).

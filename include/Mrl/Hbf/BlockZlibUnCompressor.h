@@ -22,8 +22,10 @@ private:
 // Unpacks a block stored as a u32 unpacked size followed by one zlib stream.
 class BlockZlibUnCompressor : public BlockTransformation {
 public:
-    // Inflates into kept memory where `spares` has a buffer large enough.
-    explicit BlockZlibUnCompressor(SpareBuffers* spares = nullptr) : spares(spares) {}
+    // Inflates into kept memory where `spares` has a buffer large enough; memory set aside
+    // anew is at least `reserve` bytes, untouched beyond the block, for the blocks after it.
+    explicit BlockZlibUnCompressor(SpareBuffers* spares = nullptr, uint64_t reserve = 0)
+        : spares(spares), reserve(reserve) {}
 
     void operator()(Block& block) override;
 
@@ -33,6 +35,7 @@ public:
 
 private:
     SpareBuffers* spares;
+    uint64_t reserve;
 };
 
 }  // namespace MrlHbf

@@ -64,6 +64,10 @@ private:
     uint64_t StartOf(uint64_t entryNumber) const;
     // Frees a block's bytes into the spares, keeping its size and position.
     void GiveBack(Block& block);
+    // The most that one of the file's large packed blocks says it unpacks to, within what its
+    // stored bytes can give, so that the first of them is inflated into memory that every
+    // later one fits; read once, from the first bytes of those blocks.
+    uint64_t LargestUnpackedBlock(FileStream& stream);
     void AddName(uint64_t entryNumber);
 
     std::vector<IndexEntry> entries;
@@ -73,6 +77,7 @@ private:
     uint8_t nextId = 1;
     uint64_t indexPosition = 12;
     uint64_t indexSize = 0;
+    uint64_t largestUnpacked = UINT64_MAX;  // not read yet
 };
 
 // True when a name begins with the 13 bytes that mark a continuation index.

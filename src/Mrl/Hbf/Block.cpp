@@ -112,6 +112,20 @@ void AdviseHugePages(void* buffer, uint64_t size) {
 #endif
 }
 
+void ReturnPagesBeyond(void* buffer, uint64_t used, uint64_t size) {
+#ifdef MADV_DONTNEED
+    const uintptr_t page = 4096;
+    const auto begin = reinterpret_cast<uintptr_t>(buffer);
+    const uintptr_t first = (begin + used + page - 1) & ~(page - 1);
+    const uintptr_t last = (begin + size) & ~(page - 1);
+    if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_DONTNEED);
+#else
+    (void)buffer;
+    (void)used;
+    (void)size;
+#endif
+}
+
 void Block::Release() {
     std::free(buffer);
     buffer = nullptr;

@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -71,21 +72,23 @@ void BlockZlibUnCompressor::operator()(Block& block) {
     uint64_t limit = claimed;
     if (limit > OutputBound(storedSize)) limit = OutputBound(storedSize);
     uint64_t room = limit > Block::kGrowthFloor ? limit : Block::kGrowthFloor;
+    // Only large blocks use kept memory; small ones in between leave it for the next large one.
+    const bool large = limit > Block::kGrowthFloor && spares != nullptr;
     uint64_t kept = 0;
-    MallocBuffer out(spares != nullptr ? spares->Take(limit, kept) : nullptr);
-    if (out && kept / 2 > room) {
-        out.reset();  // far too large: the block would hold it all its life
-        kept = 0;
-    }
+    MallocBuffer out(large ? spares->Take(limit, kept) : nullptr);
     if (out) {
         room = kept;
+        ReturnPagesBeyond(out.get(), limit, kept);
     } else {
         // Kept buffers too small for this block go first, so that memory never holds them
         // and a fresh buffer at once.
-        if (spares != nullptr) spares->Clear();
+        if (large) {
+            spares->Clear();
+            room = std::max(room, reserve);
+        }
         out.reset(static_cast<uint8_t*>(std::malloc(room)));
         if (!out) MRL_THROW(Kind::MemoryAllocationError, nullptr, kSource, kMethod);
-        AdviseHugePages(out.get(), limit);
+        AdviseHugePages(out.get(), room);
     }
 
     uint64_t produced = 0;
@@ -97,9 +100,10 @@ void BlockZlibUnCompressor::operator()(Block& block) {
         }
         throw InflateError(result);
     }
-    // Give back what the bound set aside beyond the contents and the growth floor; a kept
-    // buffer stays whole, for the blocks after this one.
+    // Give back what the bound set aside beyond the contents and the growth floor; memory
+    // kept or set aside for the blocks after this one stays whole.
     uint64_t keep = produced > Block::kGrowthFloor ? produced : Block::kGrowthFloor;
+    if (large) keep = std::max(keep, reserve);
     if (kept == 0 && keep < room) {
         if (void* shrunk = std::realloc(out.get(), keep)) {
             out.release();

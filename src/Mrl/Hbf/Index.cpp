@@ -1,5 +1,6 @@
 #include "Mrl/Hbf/Index.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "Mrl/Hbf/BlockZlibUnCompressor.h"
@@ -204,6 +205,30 @@ void Index::GiveBack(Block& block) {
     spares.Give(buffer, capacity);
 }
 
+uint64_t Index::LargestUnpackedBlock(FileStream& stream) {
+    // Small blocks gain nothing, and reading every block's first bytes costs a seek each.
+    constexpr uint64_t kLargeStored = uint64_t{1} << 20;
+    // A lying size can't make this set more aside than a block the size of the name limit.
+    constexpr uint64_t kMost = uint64_t{256} << 20;
+    if (largestUnpacked != UINT64_MAX) return largestUnpacked;
+    largestUnpacked = 0;
+    const uint64_t resume = stream.Tell();
+    for (uint64_t number = 0; number < entries.size(); ++number) {
+        const IndexEntry& entry = entries[number];
+        uint32_t claimed = 0;
+        if ((entry.flags & 1) == 0 || entry.storedSize < kLargeStored ||
+            !stream.Seek(StartOf(number)) || stream.Remaining() < 4 ||
+            stream.Read(&claimed, 4) != 4) {
+            continue;
+        }
+        const uint64_t size = std::min(
+            {uint64_t{claimed}, BlockZlibUnCompressor::OutputBound(entry.storedSize), kMost});
+        largestUnpacked = std::max(largestUnpacked, size);
+    }
+    stream.Seek(resume);
+    return largestUnpacked;
+}
+
 void Index::LoadBlock(uint64_t entryNumber, FileStream& stream) {
     IndexEntry& entry = entries[entryNumber];
     entry.filePosition = StartOf(entryNumber);
@@ -212,10 +237,11 @@ void Index::LoadBlock(uint64_t entryNumber, FileStream& stream) {
     block.Reset();
     block.Read(stream, entry.storedSize);
     if (entry.flags & 1) {
-        BlockZlibUnCompressor inflate(&spares);
+        BlockZlibUnCompressor inflate(&spares, LargestUnpackedBlock(stream));
         inflate(block);
     }
-    spares.Clear();
+    // Memory is kept beside small blocks only, for the next large one.
+    if (block.GetSize() > Block::kGrowthFloor) spares.Clear();
     entry.loaded = true;
     block.SetPosition(uint32_t{0});
 }
