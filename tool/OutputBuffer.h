@@ -34,7 +34,20 @@ public:
     // One dump field: four blanks, then the number right-aligned in `width` columns, padded with
     // blanks on the left. A number longer than the width is written whole. The text equals
     // `os << "    " << std::setw(width) << v` on a stream with default settings.
-    void FloatField(float v, int width);
+    void FloatField(float v, int width) {
+        if (width < 0 || width > kInPlaceWidth) return WideFloatField(v, width);
+        if (cursor_ >= end_) Flush();
+        std::memcpy(cursor_, "                ", 16);
+        char* const field = cursor_ + kFieldLead;
+        char* const end = WriteFloat(field, v, width);
+        // Most texts fit the width. The next field's place is then known without waiting for
+        // the text's length: a branch, which the processor predicts, rather than a selection.
+        cursor_ = field + width;
+        if (end > cursor_) [[unlikely]] {
+            asm("");  // keeps the compiler from turning the branch into a selection
+            cursor_ = end;
+        }
+    }
     void SignedField(int64_t v, int width) {
         const bool negative = v < 0;
         const uint64_t magnitude =
@@ -75,6 +88,7 @@ private:
     }
     void Field(uint64_t magnitude, bool negative, int digits, int width);
     void Field(const char* text, size_t length, int width);
+    void WideFloatField(float v, int width);
     void PutBlanks(size_t count);
 
     std::ostream& os_;
