@@ -29,7 +29,7 @@ char* FormatSigned(char* out, int64_t v);
 
 // The text of FormatFloat right-aligned in `width` columns from out, as in a field, so that it is
 // written once, at its final place; the columns before it are left as they are. Returns one past
-// the text. The stores have fixed sizes and may leave scratch bytes up to 17 past the columns.
+// the text. The stores have fixed sizes and may leave scratch bytes up to 13 past the columns.
 char* WriteFloat(char* out, float v, int width);
 
 // The text of FormatFloat as a string, for code that is not on a hot path.
