@@ -40,13 +40,7 @@ public:
         std::memcpy(cursor_, "                ", 16);
         char* const field = cursor_ + kFieldLead;
         char* const end = WriteFloat(field, v, width);
-        // Most texts fit the width. The next field's place is then known without waiting for
-        // the text's length: a branch, which the processor predicts, rather than a selection.
-        cursor_ = field + width;
-        if (end > cursor_) [[unlikely]] {
-            asm("");  // keeps the compiler from turning the branch into a selection
-            cursor_ = end;
-        }
+        cursor_ = end > field + width ? end : field + width;
     }
     void SignedField(int64_t v, int width) {
         const bool negative = v < 0;
