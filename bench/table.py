@@ -22,8 +22,9 @@ AGAINST = {
     "dump > /dev/null": [("dump | pipe", "median", "× the time into a pipe")],
 }
 # Lines of the run's log that go under the table.
-KEEP = ("plane decode", "dump value lines", "  OutputBuffer", "  iostream", "  ratio", "small:",
-        "10M:", "medium:", "large:", "check ")
+KEEP = ("plane decode", "dump value lines", "  OutputBuffer", "  iostream", "  ratio", "float text",
+        "  every 257th", "  dump-like mix", "    text", "    field", "small:", "10M:", "medium:",
+        "large:", "check ")
 
 
 def read_rows(rows_path, times_dir):

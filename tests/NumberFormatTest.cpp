@@ -2,6 +2,7 @@
 // which is that of printf("%g") / "%lld" / "%llu"; OutputBuffer fields must equal `<< std::setw`.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
@@ -96,9 +97,41 @@ TEST(NumberFormat, FloatsMatchPrintf) {
     std::uniform_real_distribution<double> moderate(-2e6, 2e6);
     for (int i = 0; i < 500'000; ++i) {
         log.Check(FromBits<double>(random()));
-        log.Check(std::round(moderate(random) * 8) / 8);
+        const double eighths = std::round(moderate(random) * 8) / 8;
+        log.Check(eighths);
+        // As floats these are exact ties below six digits before the point, such as 1234.125.
+        log.Check(static_cast<float>(eighths));
     }
     EXPECT_EQ(log.count, 0u) << log.shown;
+}
+
+// WriteFloat puts the text at the right of `width` columns and leaves the columns before it as
+// they were: texts of every form and length, narrower and wider than the field.
+TEST(NumberFormat, WriteFloatRightAlignsWithoutTouchingThePadding) {
+    std::vector<float> values = {0.0f,          -0.0f,     1.0f,      -7.0f,     0.5f,
+                                 -0.000123456f, 1e-5f,     1e-10f,    -1e+10f,   1.5e-40f,
+                                 999999.5f,     123456.5f, 1234.125f, 100000.0f, -3.40282e38f,
+                                 0.001f,        NAN,       -INFINITY};
+    std::mt19937 random(7);
+    for (int i = 0; i < 2000; ++i)
+        values.push_back(FromBits<float>(static_cast<uint32_t>(random())));
+    uint64_t mismatches = 0;
+    std::string shown;
+    for (float v : values) {
+        for (int width = 0; width <= 14; ++width) {
+            char field[64];
+            std::memset(field, 'x', sizeof field);
+            const std::string got(field, ZolInfo::WriteFloat(field, v, width));
+            char text[64];
+            const int length = std::snprintf(text, sizeof text, "%g", static_cast<double>(v));
+            const std::string expected =
+                std::string(static_cast<size_t>(std::max(width - length, 0)), 'x') + text;
+            if (got != expected && ++mismatches <= 10) {
+                shown += "\"" + got + "\" vs \"" + expected + "\"\n";
+            }
+        }
+    }
+    EXPECT_EQ(mismatches, 0u) << shown;
 }
 
 TEST(NumberFormat, IntegersAtTheEdgesMatchStream) {
@@ -124,9 +157,10 @@ TEST(NumberFormat, IntegersAtTheEdgesMatchStream) {
 // Fields of every kind and several widths, and texts around and beyond the size of the whole
 // buffer, through a buffer small enough to be handed on many times.
 TEST(OutputBuffer, MatchesStreamAcrossFlushes) {
-    const float floats[] = {-0.0f,      1.25e6f, -1.23456789e-7f, -FLT_MAX, 0.1f,
-                            -999999.0f, NAN,     -INFINITY};
-    // Every digit count up to nine, where the eight-digit path ends, on both sides of zero.
+    const float floats[] = {-0.0f,      1.25e6f,   -1.23456789e-7f, -FLT_MAX,      0.1f,
+                            -999999.0f, NAN,       -INFINITY,       -0.000123456f, 1e-10f,
+                            999999.5f,  1234.125f, FLT_TRUE_MIN};
+    // Every digit count up to ten, on both sides of zero.
     std::vector<int64_t> signeds = {0, -12345, -123456789, INT64_MIN};
     std::vector<uint64_t> unsigneds = {2, 12345678, 123456789, UINT64_MAX};
     for (int64_t p = 1; p <= 1000000000; p *= 10) {

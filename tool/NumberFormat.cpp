@@ -79,10 +79,11 @@ constexpr Wide PowerOfFive(int k) {
 }
 
 // A float m * 2^e (m of 24 bits, subnormals normalized) of decimal exponent E has the six
-// digits m * 10^(5-E) * 2^e = m * p / 2^67, with p = 10^(5-E) * 2^(e+67) rounded up: a single
-// 64-bit multiplier per binary exponent and each of its two possible decimal exponents, below
-// 2^64 and above 2^59, so that the product's error stays far below the rounding unit.
-constexpr int kFixedShift = 67;
+// digits m * 10^(5-E) * 2^e = m * p / 2^64, with p = 10^(5-E) * 2^(e+64) rounded up: a single
+// 64-bit multiplier per binary exponent and each of its two possible decimal exponents, between
+// 2^56 and 2^61, so that the digits are the product's high word and the remainder its low word,
+// and the product's error stays far below the rounding unit.
+constexpr int kFixedShift = 64;
 
 // ceil(5^t * 2^k) for a result below 2^64, and whether it is exact.
 constexpr std::pair<uint64_t, bool> ScaledPowerOfFive(int t, int k) {
@@ -194,146 +195,192 @@ Quotient ScaleDown(uint32_t m, int e, int u, float v) {
     return {q, CompareHalf(remainder, divisor)};
 }
 
-// Six digits as ASCII, the first in the lowest byte, two '0' above them.
-uint64_t DigitWord(uint32_t digits) {
-    uint16_t pairs[3];
-    std::memcpy(&pairs[0], &kDigitPairs[2 * (digits / 10000)], 2);
-    std::memcpy(&pairs[1], &kDigitPairs[2 * (digits / 100 % 100)], 2);
-    std::memcpy(&pairs[2], &kDigitPairs[2 * (digits % 100)], 2);
-    return pairs[0] | uint64_t{pairs[1]} << 16 | uint64_t{pairs[2]} << 32 | 0x3030ull << 48;
+// "000" to "1000" (the carry of 999999.5) as ASCII in the three low bytes, the first digit lowest,
+// and in the top byte the place of the last digit that is not zero (0 for none): the trailing
+// zeros come with the digits, from the same load.
+constexpr std::array<uint32_t, 1001> kDigitTriples = [] {
+    std::array<uint32_t, 1001> triples{};
+    for (uint32_t i = 0; i <= 1000; ++i) {
+        const uint32_t j = i % 1000;
+        const uint32_t last = j % 100 == 0 ? 0 : (j % 10 == 0 ? 1 : 2);
+        triples[i] = ('0' + i / 100 % 10 + i / 1000) | ('0' + j / 10 % 10) << 8 |
+                     ('0' + j % 10) << 16 | last << 24;
+    }
+    return triples;
+}();
+
+// "e-45" to "e+38", indexed by the decimal exponent plus 45: every exponent a float can show.
+constexpr int kLowestExponent = -45;
+constexpr std::array<uint32_t, 84> kExponentTexts = [] {
+    std::array<uint32_t, 84> texts{};
+    for (int E = kLowestExponent; E <= 38; ++E) {
+        const int magnitude = E < 0 ? -E : E;
+        texts[static_cast<size_t>(E - kLowestExponent)] =
+            'e' | (E < 0 ? '-' : '+') << 8 | ('0' + magnitude / 10) << 16 |
+            static_cast<uint32_t>('0' + magnitude % 10) << 24;
+    }
+    return texts;
+}();
+
+// For fixed notation with E from 0 to 5: the bytes of the digits before the point, and the point
+// after them.
+struct FixedPoint {
+    uint64_t kept;
+    uint64_t point;
+};
+constexpr std::array<FixedPoint, 6> kFixedPoints = [] {
+    std::array<FixedPoint, 6> points{};
+    for (int E = 0; E < 6; ++E) {
+        const int bits = 8 * (E + 1);
+        points[static_cast<size_t>(E)] = {(uint64_t{1} << bits) - 1, uint64_t{'.'} << bits};
+    }
+    return points;
+}();
+
+// Stores a text of `length` bytes (bytes 0-7 in low, 8-10 in high), after a '-' when negative,
+// right-aligned in `width` columns from out, and returns one past it. The stores have fixed
+// sizes; their bytes past the text are scratch.
+[[gnu::always_inline]] inline char* Place(char* out, int width, bool negative, uint64_t low,
+                                          uint32_t high, int length) {
+    // The padding is computed, not branched on: texts of a column differ in length.
+    const int pad = width - (length + negative);
+    out += pad & ~(pad >> 31);
+    *out = '-';
+    out += negative;
+    std::memcpy(out, &low, 8);
+    std::memcpy(out + 8, &high, 4);
+    return out + length;
 }
 
-// Six digits with decimal exponent E, laid out as %g does: trailing zeros dropped, fixed notation
-// for exponents from -4 to 5, else d.ddddde+XX.
-FloatParts DigitParts(bool negative, uint32_t digits, int E) {
-    FloatParts parts;
-    parts.kind = FloatParts::kDigits;
-    parts.negative = negative;
-    parts.exponent = static_cast<int8_t>(E);
-    parts.word = DigitWord(digits);
-    // Trailing zero digits are zero bytes at the top of the word less '0'; the first digit is
-    // never zero.
-    const int last = 5 - __builtin_clzll((parts.word ^ 0x3030303030303030u) << 16) / 8;
-    parts.last = static_cast<int8_t>(last);
-    int length;
-    if (E >= 0 && E < 6) {
-        length = last > E ? last + 2 : E + 1;
-    } else if (E < 0 && E >= -4) {
-        length = 2 - E + last;
-    } else {
-        length = (last > 0 ? last + 2 : 1) + 4;
-    }
-    parts.length = static_cast<uint8_t>(length + (negative ? 1 : 0));
-    return parts;
+// The text of the general conversion: specials, and the rare values it must settle.
+char* PlaceGeneral(char* out, int width, double v) {
+    char text[kNumberTextMax] = {};
+    const char* end = FormatFloat(text, v);
+    const bool negative = text[0] == '-';
+    uint64_t low;
+    uint32_t high;
+    std::memcpy(&low, text + negative, 8);
+    std::memcpy(&high, text + negative + 8, 4);
+    return Place(out, width, negative, low, high, static_cast<int>(end - text - negative));
 }
 
-FloatParts TextParts(double v) {
-    FloatParts parts;
-    parts.kind = FloatParts::kText;
-    parts.length = static_cast<uint8_t>(FormatFloat(parts.text, v) - parts.text);
-    return parts;
+// Six digits (or the carry 1000000) with decimal exponent E laid out as %g does: trailing zeros
+// dropped, fixed notation for exponents from -4 to 5, else d.ddddde+XX; every form from shifts
+// and masks of the digits' ASCII word.
+[[gnu::always_inline]] inline char* LayOut(char* out, int width, bool negative, uint32_t digits,
+                                           int E) {
+    const uint32_t upper = digits / 1000;
+    const uint32_t lower = digits - upper * 1000;
+    const uint32_t first = kDigitTriples[upper];
+    const uint32_t second = kDigitTriples[lower];
+    const uint64_t word = (first & 0xFFFFFF) | uint64_t{second & 0xFFFFFF} << 24;
+    // The place of the last digit that is not zero; the first digit never is.
+    const int last = static_cast<int>(lower != 0 ? 3 + (second >> 24) : first >> 24);
+    if (static_cast<unsigned>(E) <= 5) {
+        // The point is scratch when no digit follows it.
+        const FixedPoint& fixed = kFixedPoints[static_cast<size_t>(E)];
+        const uint64_t text = (word & fixed.kept) | (word & ~fixed.kept) << 8 | fixed.point;
+        return Place(out, width, negative, text, 0, last > E ? last + 2 : E + 1);
+    }
+    if (static_cast<unsigned>(E + 4) < 4) {
+        // "0." and -E-1 zeros before the digits.
+        const int shift = 8 * (1 - E);
+        const uint64_t zeros = 0x3030303030302E30u & ((uint64_t{1} << shift) - 1);
+        return Place(out, width, negative, word << shift | zeros,
+                     static_cast<uint32_t>(word >> (64 - shift)), 2 - E + last);
+    }
+    // The point, and with it the exponent, follows the first digit when no other digit does.
+    const int mantissa = last > 0 ? last + 2 : 1;
+    const int bits = 8 * mantissa;
+    const uint64_t pointed = (word & 0xFF) | (word & ~uint64_t{0xFF}) << 8 | 0x2E00u;
+    const uint64_t exponent = kExponentTexts[static_cast<size_t>(E - kLowestExponent)];
+    return Place(out, width, negative, (pointed & ((uint64_t{1} << bits) - 1)) | exponent << bits,
+                 static_cast<uint32_t>(exponent >> (64 - bits)), mantissa + 4);
 }
 
-// Every store has a fixed size; the bytes written past the text are scratch.
-void WriteDigits(char* out, const FloatParts& parts) {
-    const int E = parts.exponent;
-    const uint64_t word = parts.word;
-    if (E >= 0 && E < 6) {
-        std::memcpy(out, &word, 8);
-        if (parts.last <= E) return;
-        const uint64_t fraction = word >> (8 * (E + 1));
-        out[E + 1] = '.';
-        std::memcpy(out + E + 2, &fraction, 8);
-        return;
+constexpr uint64_t kHalf = uint64_t{1} << 63;
+// A multiplier rounded up makes the product too large by less than m, below 2^24 in units of
+// the remainder: one twice that near half may be an exact tie, or on the other side.
+constexpr uint64_t kNearHalf = uint64_t{1} << 25;
+
+// A float m * 2^e: its mantissa, normalized to 24 bits for a subnormal, and exponent.
+struct Binary {
+    uint32_t m;
+    int e;
+};
+
+Binary Decompose(uint32_t bits) {
+    const uint32_t biased = (bits >> 23) & 0xFF;
+    const uint32_t m = bits & 0x7FFFFF;
+    if (biased != 0) return {m | 0x800000, static_cast<int>(biased) - 150};
+    // A subnormal takes the path of a normal float of the same value.
+    const int shift = __builtin_clz(m) - 8;
+    return {m << shift, -149 - shift};
+}
+
+// A remainder too near half for the product to settle: the exact quotient decides, or, below six
+// digits before the point, the general conversion. Its inputs are found again here, so that the
+// common path need not keep them.
+[[gnu::noinline]] char* NearHalf(char* out, int width, float v, int E) {
+    if (E < 5) return PlaceGeneral(out, width, v);
+    uint32_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    const Binary binary = Decompose(bits);
+    const Quotient q = ScaleDown(binary.m, binary.e, E - 5, v);
+    auto digits = static_cast<uint32_t>(q.digits);
+    if (q.half > 0 || (q.half == 0 && (digits & 1) != 0)) ++digits;
+    return LayOut(out, width, v < 0, digits, E + (digits == 1000000));
+}
+
+// The text of m * 2^e, m of 24 bits with the top one set.
+[[gnu::always_inline]] inline char* Digits(char* out, int width, float v, bool negative,
+                                           Binary binary) {
+    const uint32_t m = binary.m;
+    const Binade& binade = kBinades[static_cast<size_t>(binary.e - kLowestBinade)];
+    const bool bump = m >= binade.threshold;
+    const int E = binade.exponent + bump;
+    const Wide product = Wide{m} * binade.p[bump];
+    const auto digits = static_cast<uint32_t>(product >> 64);
+    const auto remainder = static_cast<uint64_t>(product);
+    if (remainder - (kHalf - kNearHalf) <= 2 * kNearHalf) [[unlikely]] {
+        if (!binade.exact[bump]) return NearHalf(out, width, v, E);
     }
-    if (E < 0 && E >= -4) {
-        std::memcpy(out, "0.000000", 8);
-        std::memcpy(out + 1 - E, &word, 8);
-        return;
-    }
-    const uint64_t rest = word >> 8;
-    out[0] = static_cast<char>(word);
-    out[1] = '.';
-    std::memcpy(out + 2, &rest, 8);
-    out += parts.last > 0 ? parts.last + 2 : 1;
-    out[0] = 'e';
-    out[1] = E < 0 ? '-' : '+';
-    std::memcpy(out + 2, &kDigitPairs[2 * (E < 0 ? -E : E)], 2);
+    // Half way rounds to even, as printf does. A carry to 1000000 is laid out as 100000 with
+    // the next exponent.
+    const uint32_t rounded = digits + (remainder > kHalf - (digits & 1));
+    return LayOut(out, width, negative, rounded, E + (rounded == 1000000));
+}
+
+// Zero, subnormals and the special values, away from the path of the others.
+[[gnu::noinline]] char* PlaceRare(char* out, int width, float v, uint32_t bits) {
+    const bool negative = (bits >> 31) != 0;
+    if ((bits >> 23 & 0xFF) == 0xFF) return PlaceGeneral(out, width, v);
+    if ((bits & 0x7FFFFF) == 0) return Place(out, width, negative, '0', 0, 1);
+    return Digits(out, width, v, negative, Decompose(bits));
+}
+
+// The entry of both public forms; each gets its own copy, so that the bare text has no padding.
+[[gnu::always_inline]] inline char* Write(char* out, float v, int width) {
+#ifndef MRL_FAST_PATHS
+    return PlaceGeneral(out, width, v);
+#endif
+    uint32_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    const size_t biased = (bits >> 23) & 0xFF;
+    if (biased - 1 >= 0xFE) [[unlikely]]
+        return PlaceRare(out, width, v, bits);
+    return Digits(out, width, v, (bits >> 31) != 0,
+                  {(bits & 0x7FFFFF) | 0x800000, static_cast<int>(biased) - 150});
 }
 
 }  // namespace
 
-FloatParts SplitFloat(float v) {
-#ifndef MRL_FAST_PATHS
-    return TextParts(v);
-#endif
-    uint32_t bits;
-    std::memcpy(&bits, &v, sizeof bits);
-    const uint32_t biased = (bits >> 23) & 0xFF;
-    if (biased == 0xFF) return TextParts(v);
-    const bool negative = (bits >> 31) != 0;
-    uint32_t m = bits & 0x7FFFFF;
-    int e = static_cast<int>(biased) - 150;
-    if (biased != 0) {
-        m |= 0x800000;
-    } else if (m == 0) {
-        FloatParts zero;
-        zero.kind = FloatParts::kWhole;
-        zero.negative = negative;
-        zero.word = 0;
-        zero.length = static_cast<uint8_t>(negative ? 2 : 1);
-        return zero;
-    } else {
-        // A subnormal takes the path of a normal float of the same value.
-        const int shift = __builtin_clz(m) - 8;
-        m <<= shift;
-        e = -149 - shift;
-    }
-    const Binade& binade = kBinades[static_cast<size_t>(e - kLowestBinade)];
-    const int bump = m >= binade.threshold ? 1 : 0;
-    const int E = binade.exponent + bump;
-    // The digits are the product's bits above kFixedShift; the 64 bits below them, with the
-    // lowest made sticky for the three dropped, say where the remainder lies against half.
-    const Wide product = Wide{m} * binade.p[bump];
-    const auto high = static_cast<uint64_t>(product >> 64);
-    const auto low = static_cast<uint64_t>(product);
-    auto digits = static_cast<uint32_t>(high >> (kFixedShift - 64));
-    const uint64_t fraction = (high << (128 - kFixedShift)) | (low >> (kFixedShift - 64)) |
-                              ((low & ((1u << (kFixedShift - 64)) - 1)) != 0 ? 1 : 0);
-    constexpr uint64_t kHalf = uint64_t{1} << 63;
-    int above = fraction > kHalf ? 1 : (fraction == kHalf ? 0 : -1);
-    // A multiplier rounded up makes the product too large by less than m, 2^-43 of the unit of
-    // the last digit: a remainder that near half may be an exact tie, or on the other side.
-    if (!binade.exact[bump] && fraction - (kHalf - (1u << 22)) <= (1u << 23)) {
-        if (E < 5) return TextParts(v);
-        const Quotient q = ScaleDown(m, e, E - 5, v);
-        digits = static_cast<uint32_t>(q.digits);
-        above = q.half;
-    }
-    // Half way rounds to even, as printf does.
-    if (above > 0 || (above == 0 && (digits & 1) != 0)) ++digits;
-    if (digits == 1000000) return DigitParts(negative, 100000, E + 1);
-    return DigitParts(negative, digits, E);
-}
-
-char* WriteFloat(char* out, const FloatParts& parts) {
-    char* const end = out + parts.length;
-    if (parts.kind == FloatParts::kText) {
-        std::memcpy(out, parts.text, kNumberTextMax);
-        return end;
-    }
-    *out = '-';
-    out += parts.negative ? 1 : 0;
-    if (parts.kind == FloatParts::kWhole) {
-        WriteDigitsBefore(end, parts.word);
-    } else {
-        WriteDigits(out, parts);
-    }
-    return end;
+char* WriteFloat(char* out, float v, int width) {
+    return Write(out, v, width);
 }
 
 char* FormatFloat(char* out, float v) {
-    return WriteFloat(out, SplitFloat(v));
+    return Write(out, v, 0);
 }
 
 char* FormatFloat(char* out, double v) {

@@ -27,21 +27,10 @@ char* FormatFloat(char* out, float v);
 char* FormatUnsigned(char* out, uint64_t v);
 char* FormatSigned(char* out, int64_t v);
 
-// The text of a float in two steps, so that a right-aligned field is written once, at its final
-// column: SplitFloat measures, WriteFloat writes `length` bytes and returns one past them. Like
-// FormatFloat it may write scratch bytes up to kNumberTextMax past `out`.
-struct FloatParts {
-    enum Kind : uint8_t { kWhole, kDigits, kText };
-    Kind kind;
-    bool negative;
-    int8_t exponent;  // decimal exponent of the first digit (kDigits)
-    int8_t last;      // index of the last digit that is not zero (kDigits)
-    uint8_t length;
-    uint64_t word;              // the magnitude (kWhole) or six ASCII digits (kDigits)
-    char text[kNumberTextMax];  // the whole text (kText: specials, tiny values)
-};
-FloatParts SplitFloat(float v);
-char* WriteFloat(char* out, const FloatParts& parts);
+// The text of FormatFloat right-aligned in `width` columns from out, as in a field, so that it is
+// written once, at its final place; the columns before it are left as they are. Returns one past
+// the text. The stores have fixed sizes and may leave scratch bytes up to 13 past the columns.
+char* WriteFloat(char* out, float v, int width);
 
 // The text of FormatFloat as a string, for code that is not on a hot path.
 std::string FloatText(double v);

@@ -62,16 +62,9 @@ void OutputBuffer::Line(std::string_view s) {
     Put('\n');
 }
 
-void OutputBuffer::FloatField(float v, int width) {
-    const FloatParts parts = SplitFloat(v);
-    const int length = parts.length;
-    if (width < 0 || width > kInPlaceWidth) {
-        char text[kNumberTextMax];
-        return Field(text, static_cast<size_t>(WriteFloat(text, parts) - text), width);
-    }
-    if (cursor_ >= end_) Flush();
-    std::memcpy(cursor_, "                ", 16);
-    cursor_ = WriteFloat(cursor_ + kFieldLead + (length < width ? width - length : 0), parts);
+void OutputBuffer::WideFloatField(float v, int width) {
+    char text[kNumberTextMax];
+    Field(text, static_cast<size_t>(FormatFloat(text, v) - text), width);
 }
 
 void OutputBuffer::Field(uint64_t magnitude, bool negative, int digits, int width) {

@@ -34,7 +34,14 @@ public:
     // One dump field: four blanks, then the number right-aligned in `width` columns, padded with
     // blanks on the left. A number longer than the width is written whole. The text equals
     // `os << "    " << std::setw(width) << v` on a stream with default settings.
-    void FloatField(float v, int width);
+    void FloatField(float v, int width) {
+        if (width < 0 || width > kInPlaceWidth) return WideFloatField(v, width);
+        if (cursor_ >= end_) Flush();
+        std::memcpy(cursor_, "                ", 16);
+        char* const field = cursor_ + kFieldLead;
+        char* const end = WriteFloat(field, v, width);
+        cursor_ = end > field + width ? end : field + width;
+    }
     void SignedField(int64_t v, int width) {
         const bool negative = v < 0;
         const uint64_t magnitude =
@@ -75,6 +82,7 @@ private:
     }
     void Field(uint64_t magnitude, bool negative, int digits, int width);
     void Field(const char* text, size_t length, int width);
+    void WideFloatField(float v, int width);
     void PutBlanks(size_t count);
 
     std::ostream& os_;
