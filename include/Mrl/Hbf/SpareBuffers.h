@@ -3,11 +3,11 @@
 
 namespace MrlHbf {
 
-// Block memory that released blocks give back, for the next block of the same file to inflate
-// into. Fresh memory costs a page fault and a cleared page for every page touched, which is
-// more than the inflation into it; a buffer filled before costs neither. Buffers are kept only
-// from a release to the next load, which takes one or frees them all, so that memory never
-// holds them beside a loaded block.
+// Block memory that released blocks give back, for the next large block of the same file to
+// inflate into. Fresh memory costs a page fault and a cleared page for every page touched,
+// which is more than the inflation into it; a buffer filled before costs neither. The next
+// large load takes one or frees them all, so that memory never holds them beside a loaded
+// large block; small blocks loaded in between leave them be.
 class SpareBuffers {
 public:
     SpareBuffers() = default;

@@ -1,6 +1,7 @@
 #include "Mrl/Hbf/Block.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -114,7 +115,7 @@ void AdviseHugePages(void* buffer, uint64_t size) {
 
 void ReturnPagesBeyond(void* buffer, uint64_t used, uint64_t size) {
 #ifdef MADV_DONTNEED
-    const uintptr_t page = 4096;
+    const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
     const auto begin = reinterpret_cast<uintptr_t>(buffer);
     const uintptr_t first = (begin + used + page - 1) & ~(page - 1);
     const uintptr_t last = (begin + size) & ~(page - 1);
